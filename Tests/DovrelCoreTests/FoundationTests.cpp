@@ -3,7 +3,6 @@
 #include "Foundation/Unicode.h"
 
 #include <gtest/gtest.h>
-
 #include <regex>
 #include <set>
 
@@ -11,7 +10,9 @@ using namespace dovrel;
 
 namespace {
 // 2024-03-10 is the day New York moves its clocks forward (02:00 EST -> 03:00 EDT).
-Date utc(int y, int mo, int d, int h = 0, int mi = 0, int s = 0) { return Calendar("UTC").date(y, mo, d, h, mi, s); }
+Date utc(int y, int mo, int d, int h = 0, int mi = 0, int s = 0) {
+    return Calendar("UTC").date(y, mo, d, h, mi, s);
+}
 } // namespace
 
 TEST(CalendarTest, LocalFieldsFollowTheZoneAcrossDaylightSaving) {
@@ -65,8 +66,8 @@ TEST(UnicodeTest, GraphemesAreUserPerceivedCharacters) {
     EXPECT_EQ(unicode::graphemeCount("hello"), 5u);
     EXPECT_EQ(unicode::graphemeCount("a\r\nb"), 3u);
     EXPECT_EQ(unicode::graphemeCount("caf\u00e9"), 4u);
-    EXPECT_EQ(unicode::graphemeCount("cafe\u0301"), 4u);                          // combining accent
-    EXPECT_EQ(unicode::graphemeCount("\U0001F44D\U0001F3FD"), 1u);                // thumbs up, skin tone
+    EXPECT_EQ(unicode::graphemeCount("cafe\u0301"), 4u);                               // combining accent
+    EXPECT_EQ(unicode::graphemeCount("\U0001F44D\U0001F3FD"), 1u);                     // thumbs up, skin tone
     EXPECT_EQ(unicode::graphemeCount("\U0001F1FA\U0001F1F8\U0001F1EB\U0001F1F7"), 2u); // two flags
     EXPECT_EQ(unicode::graphemeCount("\U0001F468\u200D\U0001F469\u200D\U0001F467"), 1u); // family ZWJ
     std::vector<std::string> pieces;
@@ -83,7 +84,7 @@ TEST(UnicodeTest, LowerCasingIsFullUnicode) {
 
 TEST(UnicodeTest, EmojiTestLeavesOutOldTextSymbols) {
     EXPECT_TRUE(unicode::isEmoji(0x1F602));
-    EXPECT_TRUE(unicode::isEmoji(0x2764)); // red heart
+    EXPECT_TRUE(unicode::isEmoji(0x2764));  // red heart
     EXPECT_FALSE(unicode::isEmoji(0x00A9)); // copyright: Emoji property, but below the bound
     EXPECT_FALSE(unicode::isEmoji(U'5'));
     EXPECT_FALSE(unicode::isEmoji(0x238C));

@@ -1,12 +1,10 @@
 #include "MessageSources/DatabaseCopier.h"
 #include "MessageSources/SQLiteDB.h"
-
 #include "TempDir.h"
-
-#include <gtest/gtest.h>
 
 #include <fstream>
 #include <future>
+#include <gtest/gtest.h>
 
 using namespace dovrel;
 namespace fs = std::filesystem;
@@ -21,16 +19,16 @@ TEST(SQLiteDBTest, ReadsEveryCaseWithoutConversion) {
     ASSERT_EQ(rows.size(), 2u);
     const SQLRow& first = rows[0];
     EXPECT_EQ(first.int64("i"), 42);
-    EXPECT_EQ(first.int64("r"), 3);           // REAL cut towards zero
+    EXPECT_EQ(first.int64("r"), 3); // REAL cut towards zero
     EXPECT_EQ(rows[1].int64("r"), -3);
     EXPECT_EQ(first.string("i"), std::nullopt); // an int asked for as text gives nothing
-    EXPECT_EQ(first.int64("s"), 42);          // two columns named "s": the later one counts
+    EXPECT_EQ(first.int64("s"), 42);            // two columns named "s": the later one counts
     EXPECT_EQ(first.blob("b"), (Bytes{0x00, 0xff}));
     EXPECT_EQ(first.int64("n"), std::nullopt);
     EXPECT_EQ(first.string("n"), std::nullopt);
     EXPECT_EQ(first.blob("n"), std::nullopt);
     EXPECT_EQ(first.int64("missing"), std::nullopt);
-    EXPECT_EQ(rows[1].blob("b"), Bytes{});    // an empty blob is a blob, not null
+    EXPECT_EQ(rows[1].blob("b"), Bytes{}); // an empty blob is a blob, not null
     EXPECT_TRUE(std::holds_alternative<std::monostate>(first.values().at("n")));
     EXPECT_EQ(first.values().size(), 5u);
     EXPECT_TRUE(db.query("SELECT * FROM t WHERE i = 0").empty());
@@ -84,15 +82,17 @@ TEST(SQLiteDBTest, ReadOnlyConnectionCannotWrite) {
 TEST(SQLiteDBTest, NonDatabaseAndTruncatedFilesGiveSQLiteError) {
     const TempDir dir;
     const fs::path garbage = dir.path() / "garbage.db";
-    std::ofstream(garbage) << "this is not a database, just some text that is long enough to look like a header";
+    std::ofstream(garbage)
+        << "this is not a database, just some text that is long enough to look like a header";
     SQLiteDB db(garbage.string(), true);
     EXPECT_THROW(db.query("SELECT * FROM message"), SQLiteError);
 
     const fs::path good = dir.path() / "good.db";
     {
         SQLiteDB writer(good.string(), false);
-        writer.execute("CREATE TABLE t(x TEXT); WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
-                       "WHERE i < 5000) INSERT INTO t SELECT printf('%0200d', i) FROM n;");
+        writer.execute(
+            "CREATE TABLE t(x TEXT); WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n "
+            "WHERE i < 5000) INSERT INTO t SELECT printf('%0200d', i) FROM n;");
     }
     fs::resize_file(good, fs::file_size(good) / 2);
     SQLiteDB truncated(good.string(), true);

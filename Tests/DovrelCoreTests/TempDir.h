@@ -7,7 +7,8 @@
 // A folder that lives as long as the test that made it.
 class TempDir {
 public:
-    TempDir() : path_(std::filesystem::temp_directory_path() / ("murmora-test-" + dovrel::makeUUID())) {
+    TempDir()
+        : path_(std::filesystem::temp_directory_path() / ("murmora-test-" + dovrel::makeUUID())) {
         std::filesystem::create_directories(path_);
     }
     ~TempDir() {

@@ -1,7 +1,6 @@
+#include "Foundation/Calendar.h"
 #include "MessageSources/AppleDate.h"
 #include "MessageSources/TypedStream.h"
-
-#include "Foundation/Calendar.h"
 
 #include <gtest/gtest.h>
 
@@ -11,11 +10,13 @@ namespace {
 
 // "NSString" and the five type and class bytes that follow it in a real archive.
 Bytes prefix() {
-    const std::string head = "\x04\x0bstreamtyped\x81\xe8\x03\x84\x01\x40\x84\x84\x84\x08NSString\x01\x94\x84\x01\x2b";
+    const std::string head =
+        "\x04\x0bstreamtyped\x81\xe8\x03\x84\x01\x40\x84\x84\x84\x08NSString\x01\x94\x84\x01\x2b";
     return Bytes(head.begin(), head.end());
 }
 
-Bytes blob(std::initializer_list<std::uint8_t> lengthBytes, const std::string& text, const std::string& tail = "\x86\x84") {
+Bytes blob(std::initializer_list<std::uint8_t> lengthBytes, const std::string& text,
+           const std::string& tail = "\x86\x84") {
     Bytes bytes = prefix();
     bytes.insert(bytes.end(), lengthBytes);
     bytes.insert(bytes.end(), text.begin(), text.end());
@@ -23,7 +24,9 @@ Bytes blob(std::initializer_list<std::uint8_t> lengthBytes, const std::string& t
     return bytes;
 }
 
-std::optional<std::string> extract(const Bytes& bytes) { return TypedStream::extractText(bytes); }
+std::optional<std::string> extract(const Bytes& bytes) {
+    return TypedStream::extractText(bytes);
+}
 
 } // namespace
 

@@ -1,18 +1,21 @@
 #include "Foundation/Calendar.h"
 
+#include <stdexcept>
 #include <unicode/gregocal.h>
 #include <unicode/smpdtfmt.h>
 #include <unicode/timezone.h>
-
-#include <stdexcept>
 
 namespace dovrel {
 namespace {
 
 constexpr double millisPerSecond = 1000.0;
 
-UDate toUDate(Date date) { return date.unixTime() * millisPerSecond; }
-Date fromUDate(UDate millis) { return Date::fromUnix(millis / millisPerSecond); }
+UDate toUDate(Date date) {
+    return date.unixTime() * millisPerSecond;
+}
+Date fromUDate(UDate millis) {
+    return Date::fromUnix(millis / millisPerSecond);
+}
 
 std::unique_ptr<icu::Calendar> makeCalendar(const icu::TimeZone& zone) {
     UErrorCode status = U_ZERO_ERROR;
@@ -52,10 +55,10 @@ Date currentTime(icu::Calendar& calendar) {
 
 } // namespace
 
-Calendar::Calendar(std::string_view timeZoneID) : zoneID_(timeZoneID) {
-    std::unique_ptr<icu::TimeZone> zone(
-        icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(icu::StringPiece(timeZoneID.data(),
-                                                                                   static_cast<int32_t>(timeZoneID.size())))));
+Calendar::Calendar(std::string_view timeZoneID)
+    : zoneID_(timeZoneID) {
+    std::unique_ptr<icu::TimeZone> zone(icu::TimeZone::createTimeZone(icu::UnicodeString::fromUTF8(
+        icu::StringPiece(timeZoneID.data(), static_cast<int32_t>(timeZoneID.size())))));
     if (!zone || *zone == icu::TimeZone::getUnknown()) {
         throw std::invalid_argument("unknown time zone: " + std::string(timeZoneID));
     }
@@ -70,7 +73,9 @@ Calendar Calendar::current() {
     return Calendar(zoneIDOf(*zone));
 }
 
-Calendar::Calendar(const Calendar& other) : zoneID_(other.zoneID_), calendar_(other.calendar_->clone()) {}
+Calendar::Calendar(const Calendar& other)
+    : zoneID_(other.zoneID_)
+    , calendar_(other.calendar_->clone()) {}
 
 Calendar& Calendar::operator=(const Calendar& other) {
     if (this != &other) {
@@ -93,18 +98,30 @@ icu::Calendar& Calendar::at(Date date) const {
     return *calendar_;
 }
 
-int Calendar::hour(Date date) const { return field(at(date), UCAL_HOUR_OF_DAY); }
-int Calendar::minute(Date date) const { return field(at(date), UCAL_MINUTE); }
+int Calendar::hour(Date date) const {
+    return field(at(date), UCAL_HOUR_OF_DAY);
+}
+int Calendar::minute(Date date) const {
+    return field(at(date), UCAL_MINUTE);
+}
 
 int Calendar::minuteOfDay(Date date) const {
     icu::Calendar& calendar = at(date);
     return field(calendar, UCAL_HOUR_OF_DAY) * 60 + field(calendar, UCAL_MINUTE);
 }
 
-int Calendar::weekday(Date date) const { return field(at(date), UCAL_DAY_OF_WEEK); }
-int Calendar::year(Date date) const { return field(at(date), UCAL_EXTENDED_YEAR); }
-int Calendar::month(Date date) const { return field(at(date), UCAL_MONTH) + 1; }
-int Calendar::day(Date date) const { return field(at(date), UCAL_DATE); }
+int Calendar::weekday(Date date) const {
+    return field(at(date), UCAL_DAY_OF_WEEK);
+}
+int Calendar::year(Date date) const {
+    return field(at(date), UCAL_EXTENDED_YEAR);
+}
+int Calendar::month(Date date) const {
+    return field(at(date), UCAL_MONTH) + 1;
+}
+int Calendar::day(Date date) const {
+    return field(at(date), UCAL_DATE);
+}
 
 Date Calendar::startOfDay(Date date) const {
     icu::Calendar& calendar = at(date);

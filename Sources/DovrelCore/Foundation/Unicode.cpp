@@ -1,12 +1,11 @@
 #include "Foundation/Unicode.h"
 
+#include <memory>
+#include <stdexcept>
 #include <unicode/brkiter.h>
 #include <unicode/ucasemap.h>
 #include <unicode/uchar.h>
 #include <unicode/utext.h>
-
-#include <memory>
-#include <stdexcept>
 
 namespace dovrel::unicode {
 namespace {
@@ -74,7 +73,8 @@ struct BreakIteratorHolder {
         UErrorCode status = U_ZERO_ERROR;
         iterator.reset(icu::BreakIterator::createCharacterInstance(icu::Locale::getRoot(), status));
         if (U_FAILURE(status)) {
-            throw std::runtime_error(std::string("cannot create a grapheme iterator: ") + u_errorName(status));
+            throw std::runtime_error(std::string("cannot create a grapheme iterator: ") +
+                                     u_errorName(status));
         }
     }
     ~BreakIteratorHolder() { utext_close(text); }
@@ -159,7 +159,8 @@ std::string lowercased(std::string_view text) {
         return map;
     }();
 
-    const std::string input = repairUTF8(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+    const std::string input =
+        repairUTF8(std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
     std::string out(input.size() + input.size() / 2 + 8, '\0');
     for (int attempt = 0; attempt < 2; ++attempt) {
         UErrorCode status = U_ZERO_ERROR;

@@ -8,11 +8,12 @@
 
 namespace dovrel {
 
-// One message of a one-to-one thread. There is no message identifier: the database's row identity is not kept.
+// One message of a one-to-one thread. There is no message identifier: the database's row identity is not
+// kept.
 struct RawMessage {
     Date date;
     bool isFromMe = false;
-    std::string text; // never empty in a record read from the database
+    std::string text;    // never empty in a record read from the database
     bool isRead = false; // always true on the user's own messages
 
     bool operator==(const RawMessage&) const = default;

@@ -28,6 +28,9 @@ public:
 
     SQLiteDB& db() { return db_; }
 
+    // The statement `oneToOneThreads` runs, word for word.
+    static const std::string& oneToOneStatement();
+
 private:
     SQLiteDB db_;
 };

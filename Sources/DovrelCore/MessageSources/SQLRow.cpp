@@ -2,7 +2,9 @@
 
 namespace dovrel {
 
-SQLRow::SQLRow(Columns columns, std::vector<SQLValue> cells) : columns_(std::move(columns)), cells_(std::move(cells)) {}
+SQLRow::SQLRow(Columns columns, std::vector<SQLValue> cells)
+    : columns_(std::move(columns))
+    , cells_(std::move(cells)) {}
 
 std::ptrdiff_t SQLRow::indexOf(std::string_view column) const {
     if (!columns_) {

@@ -1,12 +1,11 @@
 #include "MessageSources/SQLiteDB.h"
 
-#include <sqlite3.h>
+#include "Foundation/Unicode.h"
 
 #include <cmath>
 #include <memory>
 #include <span>
-
-#include "Foundation/Unicode.h"
+#include <sqlite3.h>
 
 namespace dovrel {
 namespace {
@@ -89,7 +88,10 @@ SQLiteDB::~SQLiteDB() {
     }
 }
 
-SQLiteDB::SQLiteDB(SQLiteDB&& other) noexcept : handle_(other.handle_) { other.handle_ = nullptr; }
+SQLiteDB::SQLiteDB(SQLiteDB&& other) noexcept
+    : handle_(other.handle_) {
+    other.handle_ = nullptr;
+}
 
 SQLiteDB& SQLiteDB::operator=(SQLiteDB&& other) noexcept {
     if (this != &other) {

@@ -11,8 +11,8 @@ struct sqlite3;
 
 namespace dovrel {
 
-// One open SQLite connection, closed when the object goes. Not shared between threads: each task opens its own.
-// There are no bound parameters; callers put the few integers they need into the statement's text.
+// One open SQLite connection, closed when the object goes. Not shared between threads: each task opens its
+// own. There are no bound parameters; callers put the few integers they need into the statement's text.
 class SQLiteDB {
 public:
     // Opens read-only, or read-write with create. Throws SQLiteError::openFailed.
@@ -26,9 +26,9 @@ public:
     // All rows, in the order SQLite delivers them. Throws prepareFailed or stepFailed.
     std::vector<SQLRow> query(const std::string& sql);
 
-    // The same rows handed one at a time to `visit`, which may move values out of the row. Nothing is kept, so
-    // a reader can build its records in one pass without holding the whole result. When stepping fails, the
-    // rows already visited stay visited; the error goes up.
+    // The same rows handed one at a time to `visit`, which may move values out of the row. Nothing is kept,
+    // so a reader can build its records in one pass without holding the whole result. When stepping fails,
+    // the rows already visited stay visited; the error goes up.
     void forEachRow(const std::string& sql, const std::function<void(SQLRow&)>& visit);
 
     // Runs statements with no result. Throws stepFailed.

@@ -7,7 +7,8 @@
 namespace dovrel {
 
 // A failure of the SQLite wrapper. `what()` is the default printable form shown to the user:
-// the case's name, then the text in parentheses and double quotes, e.g. openFailed("unable to open database file").
+// the case's name, then the text in parentheses and double quotes, e.g. openFailed("unable to open database
+// file").
 class SQLiteError : public std::runtime_error {
 public:
     enum class Case { openFailed, prepareFailed, stepFailed };
