@@ -9,6 +9,7 @@
 #include "Foundation/Date.h"
 #include "Foundation/DateInterval.h"
 
+#include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <stdexcept>
@@ -54,6 +55,22 @@ template <class T> void read(const Json& value, std::vector<T>& out) {
         T item{};
         read(element, item);
         out.push_back(std::move(item));
+    }
+}
+
+template <class T> void read(const Json& value, std::map<std::string, T>& out) {
+    if (!value.is_object()) {
+        throw DecodeError("expected an object");
+    }
+    out.clear();
+    for (const auto& [key, element] : value.items()) {
+        T item{};
+        try {
+            read(element, item);
+        } catch (const DecodeError& error) {
+            throw DecodeError(key + ": " + error.what());
+        }
+        out.emplace(key, std::move(item));
     }
 }
 
