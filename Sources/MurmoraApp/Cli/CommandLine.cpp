@@ -2,9 +2,9 @@
 
 #include "State/AppState.h"
 
-#include <QDir>
+#include <QCoreApplication>
 #include <QEventLoop>
-#include <algorithm>
+#include <QFile>
 #include <ostream>
 
 namespace murmora {
@@ -14,67 +14,54 @@ constexpr int exitFailed = 1;
 constexpr int exitNoAccess = 2;
 constexpr int exitUsage = 64;
 
-const char* const usage = "usage: murmora-cli <command>\n"
-                          "\n"
-                          "commands:\n"
-                          "  read    read the Messages database of $HOME and print what was found\n"
-                          "  help    print this text\n";
+const char* const usage =
+    "usage: murmora-cli <command>\n"
+    "\n"
+    "commands:\n"
+    "  learn [--days N]   learn from the Messages database of $HOME (default 365 days),\n"
+    "                     save the profile and write the recap page\n"
+    "  help               print this text\n";
 
-// Runs the reading like the window does and waits for it: ready, needs access, or failed.
-AppState::Phase readLikeTheWindow(AppState& state, std::ostream& out) {
-    state.setRevealPause(std::chrono::milliseconds(0));
-    QEventLoop loop;
-    QObject::connect(&state, &AppState::factShown, &loop,
-                     [&out](const QString& fact) { out << fact.toStdString() << std::endl; });
-    QObject::connect(&state, &AppState::runFinished, &loop, [&loop] { loop.quit(); });
-    state.checkAccess();
-    if (state.phase() == AppState::Phase::NeedsAccess) {
-        return state.phase();
+// A learn run as the window's refresh starts it, printing each line as it would be shown.
+int learnCommand(const QStringList& arguments, std::ostream& out, std::ostream& err) {
+    int days = 365;
+    for (qsizetype i = 2; i < arguments.size(); ++i) {
+        bool ok = false;
+        if (arguments.at(i) == QLatin1String("--days") && i + 1 < arguments.size()) {
+            days = arguments.at(++i).toInt(&ok);
+        }
+        if (!ok || days < 1) {
+            err << "learn: expected --days N with N a whole number of at least 1\n\n" << usage;
+            return exitUsage;
+        }
     }
-    loop.exec();
-    return state.phase();
-}
 
-int readCommand(std::ostream& out, std::ostream& err) {
     AppState state(nullptr);
-    switch (readLikeTheWindow(state, out)) {
-    case AppState::Phase::NeedsAccess:
-        err << "Cannot read " << Generator::messagesDatabasePath(QDir::homePath().toStdString()).string()
+    state.setRevealPause(std::chrono::milliseconds(0));
+    const std::filesystem::path database =
+        Generator::messagesDatabasePath(Generator::Environment::current().home);
+    QFile probe(QString::fromStdString(database.string()));
+    if (!probe.open(QIODevice::ReadOnly)) {
+        err << "Cannot read " << database.string()
             << ": the file is missing or not readable. On a Mac, give Full Disk Access to this program; "
                "elsewhere, set HOME to a folder that holds Library/Messages/chat.db."
             << std::endl;
         return exitNoAccess;
-    case AppState::Phase::Failed:
+    }
+    probe.close();
+
+    QEventLoop loop;
+    QObject::connect(&state, &AppState::factShown, &loop,
+                     [&out](const QString& fact) { out << fact.toStdString() << std::endl; });
+    QObject::connect(&state, &AppState::runFinished, &loop, [&loop] { loop.quit(); });
+    state.learn(days, false);
+    loop.exec();
+
+    if (state.phase() != AppState::Phase::Ready || !state.wrappedURL()) {
         err << state.failureText().toStdString() << std::endl;
         return exitFailed;
-    default:
-        break;
     }
-
-    std::vector<const dovrel::ContactThread*> threads;
-    for (const auto& [handle, thread] : state.threadsByHandle()) {
-        threads.push_back(&thread);
-    }
-    std::sort(threads.begin(), threads.end(), [](const auto* a, const auto* b) {
-        return a->messages.size() != b->messages.size() ? a->messages.size() > b->messages.size()
-                                                        : a->handleID < b->handleID;
-    });
-    out << "People: " << threads.size() << "\n"
-        << "Messages: " << state.messageCount() << "\n"
-        << "Rows dropped: " << state.readCounts().dropped << " of " << state.readCounts().rows << "\n";
-    const std::size_t shown = std::min<std::size_t>(threads.size(), 10);
-    if (shown > 0) {
-        out << "Most messages:\n";
-    }
-    for (std::size_t i = 0; i < shown; ++i) {
-        const dovrel::ContactThread& thread = *threads[i];
-        out << "  " << thread.handleID;
-        if (thread.displayName) {
-            out << " (" << *thread.displayName << ")";
-        }
-        out << ": " << thread.messages.size() << "\n";
-    }
-    out.flush();
+    out << "Recap: " << std::filesystem::absolute(*state.wrappedURL()).string() << std::endl;
     return 0;
 }
 
@@ -82,8 +69,8 @@ int readCommand(std::ostream& out, std::ostream& err) {
 
 int runCommandLine(const QStringList& arguments, std::ostream& out, std::ostream& err) {
     const QString command = arguments.size() > 1 ? arguments.at(1) : QString();
-    if (command == QLatin1String("read")) {
-        return readCommand(out, err);
+    if (command == QLatin1String("learn")) {
+        return learnCommand(arguments, out, err);
     }
     if (command == QLatin1String("help") || command == QLatin1String("--help")) {
         out << usage;

@@ -1,9 +1,12 @@
 #include "State/AppState.h"
 
-#include <QDir>
+#include "Foundation/Json.h"
+
 #include <QFile>
+#include <QJsonDocument>
 #include <QPointer>
 #include <QQmlEngine>
+#include <QSettings>
 #include <QThread>
 #include <exception>
 
@@ -12,20 +15,37 @@ namespace {
 
 AppState* theInstance = nullptr;
 
-std::filesystem::path homeFolder() {
-    return std::filesystem::path(QDir::homePath().toStdString());
+const QString walkthroughKey = QStringLiteral("hasSeenWalkthrough");
+
+// Records reach QML through their JSON form, so QML sees the same keys as the stored files.
+QVariant toVariant(const nlohmann::json& value) {
+    const std::string text =
+        nlohmann::json::array({value}).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    const QVariantList wrapped =
+        QJsonDocument::fromJson(QByteArray::fromStdString(text)).toVariant().toList();
+    return wrapped.isEmpty() ? QVariant() : wrapped.first();
+}
+
+std::optional<std::string> optionalText(const QVariant& value) {
+    if (value.isNull() || !value.isValid()) {
+        return std::nullopt;
+    }
+    return value.toString().toStdString();
 }
 
 } // namespace
 
 AppState::AppState(QObject* parent)
+    : AppState(parent, Store()) {}
+
+AppState::AppState(QObject* parent, Store store)
     : QObject(parent)
+    , store_(std::move(store))
     , learningFact_(QStringLiteral("Reading your messages\u2026")) {
     Q_ASSERT(theInstance == nullptr);
     theInstance = this;
     utility_.setThreadPriority(QThread::LowPriority);
-    userInitiated_.setMaxThreadCount(2);
-    utility_.setMaxThreadCount(2);
+    restore();
 }
 
 AppState::~AppState() {
@@ -39,11 +59,32 @@ AppState* AppState::instance() {
 }
 
 AppState* AppState::create(QQmlEngine* qmlEngine, QJSEngine* jsEngine) {
+    Q_UNUSED(qmlEngine);
     Q_UNUSED(jsEngine);
     Q_ASSERT(theInstance != nullptr);
     QQmlEngine::setObjectOwnership(theInstance, QQmlEngine::CppOwnership);
-    Q_UNUSED(qmlEngine);
     return theInstance;
+}
+
+void AppState::restore() {
+    if (std::optional<dovrel::Artifacts> artifacts = store_.readArtifacts()) {
+        deepDives_ = std::move(artifacts->deepDives);
+        coachTranscripts_ = std::move(artifacts->transcripts);
+        coachMemory_ = artifacts->memory.value_or(std::map<std::string, std::vector<dovrel::MemoryEntry>>{});
+        const dovrel::Date now = dovrel::Date::now();
+        for (const auto& [key, note] : artifacts->memoryNotes) {
+            // Entries already in the new format win over an old note of the same key.
+            coachMemory_.try_emplace(key, dovrel::CoachMemory::migrate(note, now));
+        }
+        if (artifacts->archetypeTitle) {
+            archetype_ = dovrel::Archetype{*artifacts->archetypeTitle, artifacts->archetypeBody.value_or("")};
+        }
+    }
+    if (std::optional<dovrel::Snapshot> snapshot = store_.readSnapshot()) {
+        stats_ = std::move(snapshot->stats);
+        people_ = std::move(snapshot->people);
+        names_ = std::move(snapshot->names);
+    }
 }
 
 void AppState::setPhase(Phase phase, const QString& failureText) {
@@ -55,6 +96,13 @@ void AppState::setPhase(Phase phase, const QString& failureText) {
     emit phaseChanged();
 }
 
+void AppState::setTab(Tab tab) {
+    if (tab_ != tab) {
+        tab_ = tab;
+        emit tabChanged();
+    }
+}
+
 void AppState::setLearningFact(const QString& fact) {
     if (learningFact_ != fact) {
         learningFact_ = fact;
@@ -63,15 +111,55 @@ void AppState::setLearningFact(const QString& fact) {
     emit factShown(fact);
 }
 
+void AppState::setShowWalkthrough(bool show) {
+    if (showWalkthrough_ != show) {
+        showWalkthrough_ = show;
+        emit showWalkthroughChanged();
+    }
+}
+
+void AppState::setCoachSelection(std::optional<std::string> handle) {
+    if (coachSelection_ != handle) {
+        coachSelection_ = std::move(handle);
+        emit coachSelectionChanged();
+    }
+}
+
+void AppState::setCoachAsk(std::optional<std::string> question) {
+    if (coachAsk_ != question) {
+        coachAsk_ = std::move(question);
+        emit coachAskChanged();
+    }
+}
+
+std::string AppState::name(const std::string& handle, const std::optional<std::string>& fallback) const {
+    if (const auto found = names_.find(handle); found != names_.end()) {
+        return found->second;
+    }
+    return fallback.value_or(handle);
+}
+
+QString AppState::name(const QString& handle, const QVariant& fallback) const {
+    return QString::fromStdString(name(handle.toStdString(), optionalText(fallback)));
+}
+
 void AppState::checkAccess() {
     // Opening the file is the only test of the permission to read it.
-    QFile database(QString::fromStdString(Generator::messagesDatabasePath(homeFolder()).string()));
+    QFile database(QString::fromStdString(Generator::messagesDatabasePath(environment_().home).string()));
     if (!database.open(QIODevice::ReadOnly)) {
         setPhase(Phase::NeedsAccess);
         return;
     }
     database.close();
-    learn(365, false);
+    if (!stats_) {
+        learn(365, false);
+        return;
+    }
+    // Stored data shows at once; threads are never stored, so a quiet run brings them after each launch.
+    setPhase(Phase::Ready);
+    if (threadsByHandle_.empty()) {
+        learn(365, true);
+    }
 }
 
 void AppState::learn(int days, bool silent) {
@@ -79,12 +167,12 @@ void AppState::learn(int days, bool silent) {
         setPhase(Phase::Learning);
         setLearningFact(QStringLiteral("Reading your messages\u2026"));
     }
-    const std::filesystem::path home = homeFolder();
+    const Generator::Environment environment = environment_();
     const std::chrono::milliseconds pause = revealPause_;
     QPointer<AppState> self(this);
     QThreadPool& pool = silent ? utility_ : userInitiated_;
 
-    pool.start([self, home, days, silent, pause] {
+    pool.start([self, environment, days, silent, pause] {
         auto post = [self](auto step) {
             QMetaObject::invokeMethod(
                 self.data(),
@@ -95,27 +183,28 @@ void AppState::learn(int days, bool silent) {
                 },
                 Qt::QueuedConnection);
         };
-        Generator::Progress progress = [&post, silent](const std::string& line) {
+        const Generator::Progress progress = [&post, silent](const std::string& line) {
             if (!silent) {
                 post([text = QString::fromStdString(line)](AppState& state) { state.setLearningFact(text); });
             }
         };
 
-        Generator::Result result;
+        auto result = std::make_shared<Generator::Result>();
         try {
-            result = Generator::run(home, days, progress);
+            *result = Generator::run(days, progress, environment);
         } catch (const std::exception& error) {
-            if (!silent) {
-                post([text = QString::fromUtf8(error.what())](AppState& state) {
+            post([text = QString::fromUtf8(error.what()), silent](AppState& state) {
+                // A quiet run's failure changes nothing: the user goes on with what is there.
+                if (!silent) {
                     state.setPhase(Phase::Failed, text);
-                    emit state.runFinished(false);
-                });
-            }
+                }
+                emit state.runFinished(false);
+            });
             return;
         }
 
         if (!silent) {
-            for (const std::string& reveal : result.reveals) {
+            for (const std::string& reveal : result->reveals) {
                 post([text = QString::fromStdString(reveal)](AppState& state) {
                     state.setLearningFact(text);
                 });
@@ -124,22 +213,120 @@ void AppState::learn(int days, bool silent) {
                 }
             }
         }
-        post([result = std::make_shared<Generator::Result>(std::move(result))](AppState& state) {
-            state.apply(std::move(*result));
+        post([result, days, silent](AppState& state) {
+            state.apply(std::move(*result), days, silent);
             emit state.runFinished(true);
         });
     });
 }
 
-void AppState::apply(Generator::Result result) {
+void AppState::apply(Generator::Result result, int days, bool silent) {
+    stats_ = std::move(result.stats);
+    people_ = std::move(result.people);
+    names_ = std::move(result.names);
+    wrappedURL_ = std::move(result.wrappedURL);
     threadsByHandle_ = std::move(result.threadsByHandle);
     readCounts_ = result.readCounts;
     messageCount_ = 0;
     for (const auto& [handle, thread] : threadsByHandle_) {
         messageCount_ += static_cast<int>(thread.messages.size());
     }
+    emit statsChanged();
+    emit peopleChanged();
+    emit namesChanged();
+    emit wrappedURLChanged();
     emit threadsChanged();
+
+    // A stored or sharpened archetype stays, even though this run's page shows the local one.
+    if (!archetype_) {
+        setArchetype(std::move(result.archetype));
+    }
+    if (!silent && !QSettings().value(walkthroughKey, false).toBool()) {
+        setShowWalkthrough(true);
+    }
     setPhase(Phase::Ready);
+    store_.save(dovrel::Snapshot{dovrel::Date::now(), days, *stats_, people_, names_});
+}
+
+void AppState::saveArtifacts() {
+    dovrel::Artifacts artifacts;
+    if (archetype_) {
+        artifacts.archetypeTitle = archetype_->title;
+        artifacts.archetypeBody = archetype_->body;
+    }
+    artifacts.deepDives = deepDives_;
+    artifacts.transcripts = coachTranscripts_;
+    artifacts.memory = coachMemory_;
+    store_.save(artifacts);
+}
+
+void AppState::finishWalkthrough() {
+    QSettings().setValue(walkthroughKey, true);
+    setShowWalkthrough(false);
+    setTab(Tab::Coach);
+}
+
+void AppState::setDeepDive(const std::string& handle, dovrel::StoredDive dive) {
+    deepDives_.insert_or_assign(handle, std::move(dive));
+    emit deepDivesChanged();
+}
+
+void AppState::setTranscript(const std::string& key, std::vector<dovrel::CoachMessage> messages) {
+    coachTranscripts_.insert_or_assign(key, std::move(messages));
+    emit coachTranscriptsChanged();
+}
+
+void AppState::setMemory(const std::string& key, std::vector<dovrel::MemoryEntry> entries) {
+    coachMemory_.insert_or_assign(key, std::move(entries));
+    emit coachMemoryChanged();
+}
+
+void AppState::setArchetype(std::optional<dovrel::Archetype> archetype) {
+    if (archetype_ != archetype) {
+        archetype_ = std::move(archetype);
+        emit archetypeChanged();
+    }
+}
+
+QVariant AppState::qmlCoachSelection() const {
+    return coachSelection_ ? QVariant(QString::fromStdString(*coachSelection_)) : QVariant();
+}
+void AppState::setQmlCoachSelection(const QVariant& value) {
+    setCoachSelection(optionalText(value));
+}
+QVariant AppState::qmlCoachAsk() const {
+    return coachAsk_ ? QVariant(QString::fromStdString(*coachAsk_)) : QVariant();
+}
+void AppState::setQmlCoachAsk(const QVariant& value) {
+    setCoachAsk(optionalText(value));
+}
+QVariant AppState::qmlStats() const {
+    return stats_ ? toVariant(*stats_) : QVariant();
+}
+QVariantList AppState::qmlPeople() const {
+    return toVariant(people_).toList();
+}
+QVariantMap AppState::qmlNames() const {
+    return toVariant(names_).toMap();
+}
+QVariant AppState::qmlArchetype() const {
+    if (!archetype_) {
+        return {};
+    }
+    return QVariantMap{{QStringLiteral("title"), QString::fromStdString(archetype_->title)},
+                       {QStringLiteral("body"), QString::fromStdString(archetype_->body)}};
+}
+QUrl AppState::qmlWrappedURL() const {
+    return wrappedURL_ ? QUrl::fromLocalFile(QString::fromStdString(wrappedURL_->string())) : QUrl();
+}
+QVariantMap AppState::qmlDeepDives() const {
+    return toVariant(deepDives_).toMap();
+}
+QVariantMap AppState::qmlCoachTranscripts() const {
+    return toVariant(coachTranscripts_).toMap();
+}
+QVariantMap AppState::qmlCoachMemory() const {
+    return toVariant(coachMemory_).toMap();
 }
 
 } // namespace murmora

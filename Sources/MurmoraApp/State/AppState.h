@@ -2,14 +2,21 @@
 
 // moc of Qt 6.4 cannot parse the C++20 standard headers the core pulls in; it needs none of them.
 #ifndef Q_MOC_RUN
+#include "Coach/CoachMemory.h"
+#include "Persistence/Artifacts.h"
 #include "State/Generator.h"
+#include "State/Store.h"
 #endif
 
 #include <QObject>
 #include <QString>
 #include <QThreadPool>
+#include <QUrl>
+#include <QVariant>
 #include <QtQml/qqmlregistration.h>
-#include <memory>
+#include <chrono>
+#include <map>
+#include <optional>
 
 class QQmlEngine;
 class QJSEngine;
@@ -18,6 +25,8 @@ namespace murmora {
 
 // The one application state. Lives on the GUI thread; every screen reads it. Background runs copy what they
 // need when they start and post their results back; they never touch these fields.
+//
+// Records reach QML as plain maps and lists (their JSON form); C++ reads the typed values.
 class AppState : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -25,17 +34,35 @@ class AppState : public QObject {
 
     Q_PROPERTY(Phase phase READ phase NOTIFY phaseChanged)
     Q_PROPERTY(QString failureText READ failureText NOTIFY phaseChanged)
+    Q_PROPERTY(Tab tab READ tab WRITE setTab NOTIFY tabChanged)
     Q_PROPERTY(QString learningFact READ learningFact NOTIFY learningFactChanged)
     Q_PROPERTY(int threadCount READ threadCount NOTIFY threadsChanged)
     Q_PROPERTY(int messageCount READ messageCount NOTIFY threadsChanged)
+    Q_PROPERTY(QVariant coachSelection READ qmlCoachSelection WRITE setQmlCoachSelection NOTIFY
+                   coachSelectionChanged)
+    Q_PROPERTY(QVariant coachAsk READ qmlCoachAsk WRITE setQmlCoachAsk NOTIFY coachAskChanged)
+    Q_PROPERTY(bool showWalkthrough READ showWalkthrough NOTIFY showWalkthroughChanged)
+    Q_PROPERTY(QVariant stats READ qmlStats NOTIFY statsChanged)
+    Q_PROPERTY(QVariantList people READ qmlPeople NOTIFY peopleChanged)
+    Q_PROPERTY(QVariantMap names READ qmlNames NOTIFY namesChanged)
+    Q_PROPERTY(QVariant archetype READ qmlArchetype NOTIFY archetypeChanged)
+    Q_PROPERTY(QUrl wrappedURL READ qmlWrappedURL NOTIFY wrappedURLChanged)
+    Q_PROPERTY(QVariantMap deepDives READ qmlDeepDives NOTIFY deepDivesChanged)
+    Q_PROPERTY(QVariantMap coachTranscripts READ qmlCoachTranscripts NOTIFY coachTranscriptsChanged)
+    Q_PROPERTY(QVariantMap coachMemory READ qmlCoachMemory NOTIFY coachMemoryChanged)
 
 public:
     enum class Phase { CheckingAccess, NeedsAccess, Learning, Ready, Failed };
     Q_ENUM(Phase)
+    // The order of the sidebar.
+    enum class Tab { Coach, Profile, People, Groups, Wrapped };
+    Q_ENUM(Tab)
 
     // No default argument on purpose: QML must reach the one instance through create(), and Qt 6.4 would
-    // construct a second one itself if the type were default-constructible.
+    // construct a second one itself if the type were default-constructible. Restores the stored files.
     explicit AppState(QObject* parent);
+    // The same with another data folder (tests).
+    AppState(QObject* parent, Store store);
     ~AppState() override;
 
     // The QML engine asks for the singleton; it is the instance the shell made.
@@ -44,40 +71,119 @@ public:
 
     Phase phase() const { return phase_; }
     QString failureText() const { return failureText_; }
+    Tab tab() const { return tab_; }
+    void setTab(Tab tab);
     QString learningFact() const { return learningFact_; }
     int threadCount() const { return static_cast<int>(threadsByHandle_.size()); }
     int messageCount() const { return messageCount_; }
+    bool showWalkthrough() const { return showWalkthrough_; }
+
+    const std::optional<std::string>& coachSelection() const { return coachSelection_; }
+    void setCoachSelection(std::optional<std::string> handle);
+    const std::optional<std::string>& coachAsk() const { return coachAsk_; }
+    void setCoachAsk(std::optional<std::string> question);
+    const std::optional<dovrel::WrappedStats>& stats() const { return stats_; }
+    const std::vector<dovrel::PersonInsights>& people() const { return people_; }
+    const std::map<std::string, std::string>& names() const { return names_; }
+    const std::optional<dovrel::Archetype>& archetype() const { return archetype_; }
+    const std::optional<std::filesystem::path>& wrappedURL() const { return wrappedURL_; }
+    const std::map<std::string, dovrel::StoredDive>& deepDives() const { return deepDives_; }
+    const std::map<std::string, std::vector<dovrel::CoachMessage>>& coachTranscripts() const {
+        return coachTranscripts_;
+    }
+    const std::map<std::string, std::vector<dovrel::MemoryEntry>>& coachMemory() const {
+        return coachMemory_;
+    }
     const std::unordered_map<std::string, dovrel::ContactThread>& threadsByHandle() const {
         return threadsByHandle_;
     }
     const dovrel::ReadCounts& readCounts() const { return readCounts_; }
 
+    // names[handle], else the fallback, else the handle.
+    std::string name(const std::string& handle,
+                     const std::optional<std::string>& fallback = std::nullopt) const;
+    Q_INVOKABLE QString name(const QString& handle, const QVariant& fallback = {}) const;
+
     Q_INVOKABLE void checkAccess();
     Q_INVOKABLE void learn(int days, bool silent);
+    Q_INVOKABLE void saveArtifacts();
+    Q_INVOKABLE void finishWalkthrough();
 
     // How long each reveal stays on the learning screen; the command line sets it to zero.
     void setRevealPause(std::chrono::milliseconds pause) { revealPause_ = pause; }
+    // The surroundings of the next runs (tests fix the clock and the zone).
+    void setEnvironment(std::function<Generator::Environment()> environment) {
+        environment_ = std::move(environment);
+    }
+
+    // For the coach and the screens that edit what is persisted.
+    void setDeepDive(const std::string& handle, dovrel::StoredDive dive);
+    void setTranscript(const std::string& key, std::vector<dovrel::CoachMessage> messages);
+    void setMemory(const std::string& key, std::vector<dovrel::MemoryEntry> entries);
+    void setArchetype(std::optional<dovrel::Archetype> archetype);
 
 signals:
     void phaseChanged();
+    void tabChanged();
     void learningFactChanged();
     void threadsChanged();
-    // A reveal or progress line, as it is shown (also on runs that print instead of showing).
+    void coachSelectionChanged();
+    void coachAskChanged();
+    void showWalkthroughChanged();
+    void statsChanged();
+    void peopleChanged();
+    void namesChanged();
+    void archetypeChanged();
+    void wrappedURLChanged();
+    void deepDivesChanged();
+    void coachTranscriptsChanged();
+    void coachMemoryChanged();
+    // A progress line or reveal as it is shown (also on runs that print instead of showing).
     void factShown(const QString& fact);
+    // Every run ends with this, silent or not, succeeded or not.
     void runFinished(bool succeeded);
 
 private:
+    void restore();
     void setPhase(Phase phase, const QString& failureText = {});
     void setLearningFact(const QString& fact);
-    void apply(Generator::Result result);
+    void setShowWalkthrough(bool show);
+    void apply(Generator::Result result, int days, bool silent);
 
+    QVariant qmlCoachSelection() const;
+    void setQmlCoachSelection(const QVariant& value);
+    QVariant qmlCoachAsk() const;
+    void setQmlCoachAsk(const QVariant& value);
+    QVariant qmlStats() const;
+    QVariantList qmlPeople() const;
+    QVariantMap qmlNames() const;
+    QVariant qmlArchetype() const;
+    QUrl qmlWrappedURL() const;
+    QVariantMap qmlDeepDives() const;
+    QVariantMap qmlCoachTranscripts() const;
+    QVariantMap qmlCoachMemory() const;
+
+    Store store_;
     Phase phase_ = Phase::CheckingAccess;
     QString failureText_;
+    Tab tab_ = Tab::Coach;
     QString learningFact_;
+    std::optional<std::string> coachSelection_;
+    std::optional<std::string> coachAsk_;
+    bool showWalkthrough_ = false;
+    std::optional<dovrel::WrappedStats> stats_;
+    std::vector<dovrel::PersonInsights> people_;
+    std::map<std::string, std::string> names_;
+    std::optional<dovrel::Archetype> archetype_;
+    std::optional<std::filesystem::path> wrappedURL_;
+    std::map<std::string, dovrel::StoredDive> deepDives_;
+    std::map<std::string, std::vector<dovrel::CoachMessage>> coachTranscripts_;
+    std::map<std::string, std::vector<dovrel::MemoryEntry>> coachMemory_;
     std::unordered_map<std::string, dovrel::ContactThread> threadsByHandle_;
     dovrel::ReadCounts readCounts_;
     int messageCount_ = 0;
     std::chrono::milliseconds revealPause_{1100};
+    std::function<Generator::Environment()> environment_ = &Generator::Environment::current;
     QThreadPool userInitiated_;
     QThreadPool utility_;
 };
