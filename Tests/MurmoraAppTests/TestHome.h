@@ -16,8 +16,12 @@ public:
     static constexpr std::int64_t nowUnix = 1'767'225'600;
 
     TestHome()
-        : dir_(std::make_unique<QTemporaryDir>()) {
+        : dir_(std::make_unique<QTemporaryDir>(systemTemp() + QStringLiteral("/murmora-home-XXXXXX"))) {
         qputenv("HOME", dir_->path().toUtf8());
+        // Runs leave their database copies and recap pages in the temporary folder on purpose; keep them
+        // inside this home so they go with it.
+        QDir().mkpath(dir_->path() + QStringLiteral("/tmp"));
+        qputenv("TMPDIR", (dir_->path() + QStringLiteral("/tmp")).toUtf8());
         qunsetenv("XDG_DATA_HOME");
         qunsetenv("XDG_CONFIG_HOME");
     }
@@ -61,5 +65,11 @@ public:
     }
 
 private:
+    // The temporary folder the process started with, before any home pointed TMPDIR into itself.
+    static const QString& systemTemp() {
+        static const QString folder = QDir::tempPath();
+        return folder;
+    }
+
     std::unique_ptr<QTemporaryDir> dir_;
 };
