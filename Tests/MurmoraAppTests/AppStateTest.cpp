@@ -126,14 +126,7 @@ private slots:
     // permission the old data is not shown.
     void storedSnapshotShowsAtOnceAndQuietRunBringsThreads() {
         home_->generate();
-        {
-            AppState first(nullptr);
-            first.setEnvironment(home_->environment());
-            first.setRevealPause(std::chrono::milliseconds(0));
-            QSignalSpy finished(&first, &AppState::runFinished);
-            first.checkAccess();
-            QVERIFY(finished.wait(30000));
-        }
+        learnOnceLeavingASnapshot();
 
         AppState state(nullptr);
         state.setEnvironment(home_->environment());
@@ -159,14 +152,7 @@ private slots:
 
     void quietRunThatFailsChangesNothing() {
         home_->generate();
-        {
-            AppState first(nullptr);
-            first.setEnvironment(home_->environment());
-            first.setRevealPause(std::chrono::milliseconds(0));
-            QSignalSpy finished(&first, &AppState::runFinished);
-            first.checkAccess();
-            QVERIFY(finished.wait(30000));
-        }
+        learnOnceLeavingASnapshot();
         home_->damageDatabase();
         AppState state(nullptr);
         state.setEnvironment(home_->environment());
@@ -292,6 +278,17 @@ private slots:
     }
 
 private:
+    // A first launch that learns and saves its snapshot, then quits.
+    void learnOnceLeavingASnapshot() {
+        AppState first(nullptr);
+        first.setEnvironment(home_->environment());
+        first.setRevealPause(std::chrono::milliseconds(0));
+        QSignalSpy finished(&first, &AppState::runFinished);
+        first.checkAccess();
+        QVERIFY(finished.wait(30000));
+        QVERIFY(murmora::Store().readSnapshot().has_value());
+    }
+
     std::unique_ptr<TestHome> home_;
 };
 
