@@ -40,38 +40,12 @@ std::optional<std::string> canonicalUUID(std::string_view text) {
     return out;
 }
 
-bool isWhiteSpaceOrLineBreak(char32_t c) {
-    return u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_WHITE_SPACE) != 0;
-}
-
 bool isLineBreak(char32_t c) {
     return (c >= 0x0A && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029;
 }
 
-// Space separators and the tab: white space that does not break a line.
-bool isBlank(char32_t c) {
-    return c == '\t' || u_charType(static_cast<UChar32>(c)) == U_SPACE_SEPARATOR;
-}
-
 bool isBulletOrSpace(char32_t c) {
     return c == '-' || c == U'\u2022' || c == ' ';
-}
-
-// `text` without the code points that `strip` accepts at either end.
-std::string_view trimming(std::string_view text, bool (*strip)(char32_t)) {
-    std::size_t begin = std::string_view::npos;
-    std::size_t end = 0;
-    std::size_t offset = 0;
-    while (offset < text.size()) {
-        const std::size_t start = offset;
-        if (!strip(unicode::decodeNext(text, offset))) {
-            if (begin == std::string_view::npos) {
-                begin = start;
-            }
-            end = offset;
-        }
-    }
-    return begin == std::string_view::npos ? std::string_view() : text.substr(begin, end - begin);
 }
 
 std::string nfc(std::string_view text) {
@@ -285,7 +259,7 @@ std::vector<MemoryEntry> apply(std::span<const Op> ops, std::span<const MemoryEn
             if (!kind || *kind == MemoryEntry::Kind::session) {
                 continue;
             }
-            std::string text(trimming(*op.text, isWhiteSpaceOrLineBreak));
+            std::string text(unicode::trimmed(*op.text));
             if (text.empty() || holdsText(working, text)) {
                 continue;
             }
@@ -416,7 +390,8 @@ std::string sessionSummaryPrompt(std::string_view turns) {
 std::vector<MemoryEntry> migrate(std::string_view blob, Date now) {
     std::vector<MemoryEntry> entries;
     const auto take = [&](std::string_view line) {
-        const std::string_view item = trimming(trimming(line, isBlank), isBulletOrSpace);
+        const std::string_view item =
+            unicode::trimming(unicode::trimming(line, unicode::isBlank), isBulletOrSpace);
         if (!item.empty() && entries.size() < maxMigratedLines) {
             entries.push_back(
                 MemoryEntry{makeUUID(), MemoryEntry::Kind::fact, std::string(item), now, false});

@@ -263,4 +263,28 @@ char32_t decodeNext(std::string_view text, std::size_t& offset) {
     return value;
 }
 
+bool isWhiteSpaceOrLineBreak(char32_t codePoint) {
+    return u_hasBinaryProperty(static_cast<UChar32>(codePoint), UCHAR_WHITE_SPACE) != 0;
+}
+
+bool isBlank(char32_t codePoint) {
+    return codePoint == '\t' || u_charType(static_cast<UChar32>(codePoint)) == U_SPACE_SEPARATOR;
+}
+
+std::string_view trimming(std::string_view text, bool (*strip)(char32_t)) {
+    std::size_t begin = std::string_view::npos;
+    std::size_t end = 0;
+    std::size_t offset = 0;
+    while (offset < text.size()) {
+        const std::size_t start = offset;
+        if (!strip(decodeNext(text, offset))) {
+            if (begin == std::string_view::npos) {
+                begin = start;
+            }
+            end = offset;
+        }
+    }
+    return begin == std::string_view::npos ? std::string_view() : text.substr(begin, end - begin);
+}
+
 } // namespace dovrel::unicode

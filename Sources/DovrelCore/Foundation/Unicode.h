@@ -34,6 +34,17 @@ inline bool isValidUTF8(std::string_view text) {
 // The bytes as UTF-8 text with every ill-formed sequence replaced by U+FFFD.
 std::string repairUTF8(std::span<const std::uint8_t> bytes);
 
+// White space in the Unicode sense, line breaks included.
+bool isWhiteSpaceOrLineBreak(char32_t codePoint);
+// Space separators and the tab: white space that does not break a line.
+bool isBlank(char32_t codePoint);
+// `text` without the code points that `strip` accepts at either end.
+std::string_view trimming(std::string_view text, bool (*strip)(char32_t));
+// `text` without white space and line breaks at either end.
+inline std::string_view trimmed(std::string_view text) {
+    return trimming(text, isWhiteSpaceOrLineBreak);
+}
+
 // Decodes the code point starting at `offset`, advancing it. Ill-formed input yields U+FFFD and advances
 // past the longest ill-formed prefix. `offset` must be below `text.size()`.
 char32_t decodeNext(std::string_view text, std::size_t& offset);
