@@ -266,6 +266,22 @@ void AppState::finishWalkthrough() {
     setTab(Tab::Coach);
 }
 
+void AppState::checkForUpdates() {
+    if (updateCheckStarted_) {
+        return;
+    }
+    updateCheckStarted_ = true;
+    // The check belongs to this state: when the state goes first, the answer is dropped with it.
+    UpdateCheck::check(this, [this](std::optional<UpdateCheck::Info> info) { setUpdate(std::move(info)); });
+}
+
+void AppState::setUpdate(std::optional<UpdateCheck::Info> update) {
+    if (update_ != update) {
+        update_ = std::move(update);
+        emit updateChanged();
+    }
+}
+
 void AppState::setDeepDive(const std::string& handle, dovrel::StoredDive dive) {
     deepDives_.insert_or_assign(handle, std::move(dive));
     emit deepDivesChanged();
@@ -327,6 +343,12 @@ QVariantMap AppState::qmlCoachTranscripts() const {
 }
 QVariantMap AppState::qmlCoachMemory() const {
     return toVariant(coachMemory_).toMap();
+}
+QVariant AppState::qmlUpdate() const {
+    if (!update_) {
+        return {};
+    }
+    return QVariantMap{{QStringLiteral("version"), update_->version}, {QStringLiteral("url"), update_->url}};
 }
 
 } // namespace murmora

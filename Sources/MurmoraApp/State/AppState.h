@@ -2,6 +2,7 @@
 
 // moc of Qt 6.4 cannot parse the C++20 standard headers the core pulls in; it needs none of them.
 #ifndef Q_MOC_RUN
+#include "AI/UpdateCheck.h"
 #include "Coach/CoachMemory.h"
 #include "Persistence/Artifacts.h"
 #include "State/Generator.h"
@@ -50,6 +51,8 @@ class AppState : public QObject {
     Q_PROPERTY(QVariantMap deepDives READ qmlDeepDives NOTIFY deepDivesChanged)
     Q_PROPERTY(QVariantMap coachTranscripts READ qmlCoachTranscripts NOTIFY coachTranscriptsChanged)
     Q_PROPERTY(QVariantMap coachMemory READ qmlCoachMemory NOTIFY coachMemoryChanged)
+    // A newer build to offer, as {version, url}; null until the update check finds one.
+    Q_PROPERTY(QVariant update READ qmlUpdate NOTIFY updateChanged)
 
 public:
     enum class Phase { CheckingAccess, NeedsAccess, Learning, Ready, Failed };
@@ -98,6 +101,7 @@ public:
         return threadsByHandle_;
     }
     const dovrel::ReadCounts& readCounts() const { return readCounts_; }
+    const std::optional<UpdateCheck::Info>& update() const { return update_; }
 
     // names[handle], else the fallback, else the handle.
     std::string name(const std::string& handle,
@@ -108,6 +112,9 @@ public:
     Q_INVOKABLE void learn(int days, bool silent);
     Q_INVOKABLE void saveArtifacts();
     Q_INVOKABLE void finishWalkthrough();
+    // Asks the version file whether a newer build exists and keeps the answer in `update`. Only the first
+    // call asks; the root screen makes it at launch.
+    Q_INVOKABLE void checkForUpdates();
 
     // How long each reveal stays on the learning screen; the command line sets it to zero.
     void setRevealPause(std::chrono::milliseconds pause) { revealPause_ = pause; }
@@ -138,6 +145,7 @@ signals:
     void deepDivesChanged();
     void coachTranscriptsChanged();
     void coachMemoryChanged();
+    void updateChanged();
     // A progress line or reveal as it is shown (also on runs that print instead of showing).
     void factShown(const QString& fact);
     // Every run ends with this, silent or not, succeeded or not.
@@ -149,6 +157,7 @@ private:
     void setLearningFact(const QString& fact);
     void setShowWalkthrough(bool show);
     void apply(Generator::Result result, int days, bool silent);
+    void setUpdate(std::optional<UpdateCheck::Info> update);
 
     QVariant qmlCoachSelection() const;
     void setQmlCoachSelection(const QVariant& value);
@@ -162,6 +171,7 @@ private:
     QVariantMap qmlDeepDives() const;
     QVariantMap qmlCoachTranscripts() const;
     QVariantMap qmlCoachMemory() const;
+    QVariant qmlUpdate() const;
 
     Store store_;
     Phase phase_ = Phase::CheckingAccess;
@@ -182,6 +192,8 @@ private:
     std::unordered_map<std::string, dovrel::ContactThread> threadsByHandle_;
     dovrel::ReadCounts readCounts_;
     int messageCount_ = 0;
+    std::optional<UpdateCheck::Info> update_;
+    bool updateCheckStarted_ = false;
     std::chrono::milliseconds revealPause_{1100};
     std::function<Generator::Environment()> environment_ = &Generator::Environment::current;
     QThreadPool userInitiated_;

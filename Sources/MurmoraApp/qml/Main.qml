@@ -18,7 +18,10 @@ ApplicationWindow {
         [AppState.Failed]: "Something went wrong"
     })
 
-    Component.onCompleted: AppState.checkAccess()
+    Component.onCompleted: {
+        AppState.checkAccess()
+        AppState.checkForUpdates()
+    }
 
     ColumnLayout {
         anchors.centerIn: parent
