@@ -21,6 +21,9 @@ constexpr std::int64_t kDay = 24 * kHour;
 constexpr std::int64_t kPeriodDays = 426; // fourteen months
 constexpr std::size_t kRowsInSeconds = 12;
 constexpr std::int64_t kWalWindow = 2 * kDay;
+// A laughing reply is written only this soon after the line it laughs at, well inside the ten minutes
+// within which readers credit it.
+constexpr std::int64_t kLaughReplyWithin = 9 * kMinute;
 
 // Local hour weights (America/New_York) for when conversations start.
 constexpr double kDaytimeHours[24] = {0.25, 0.12, 0.06, 0.04, 0.04, 0.08, 0.3, 0.8, 1.2, 1.3, 1.3, 1.4,
@@ -40,6 +43,7 @@ struct Draft {
     std::int32_t targetDraft = -1;
     std::int32_t otherHandle = -1;
     bool bpPrefix = false;
+    bool laughReply = false;
     std::string text;
 };
 
@@ -51,6 +55,40 @@ struct Session {
 
 std::int64_t clampNanos(double seconds, double lo, double hi) {
     return static_cast<std::int64_t>(std::clamp(seconds, lo, hi) * static_cast<double>(kSecond));
+}
+
+// What readers of group chats take for laughter: these anywhere in the lower-cased text.
+bool containsLaughWord(std::string_view text) {
+    static const std::string_view kWords[] = {"haha",       "lmao",  "lol",       "\U0001F602", "\U0001F923",
+                                              "\U0001F480", "dying", "im crying", "i'm crying"};
+    std::string lower(text);
+    for (char& c : lower) {
+        if (c >= 'A' && c <= 'Z') {
+            c = static_cast<char>(c - 'A' + 'a');
+        }
+    }
+    for (std::string_view word : kWords) {
+        if (lower.find(word) != std::string::npos) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::string laughingReply(Random& random, const WritingStyle& style) {
+    static const std::vector<std::string> kReplies = {"I'm crying",
+                                                      "dying \U0001F480",
+                                                      "stop it \U0001F602",
+                                                      "lmao what",
+                                                      "HAHAHA",
+                                                      "im crying \U0001F923",
+                                                      "\U0001F602\U0001F602\U0001F602",
+                                                      "lol no way",
+                                                      "hahaha stop"};
+    if (style.laugh != Laugh::None && random.chance(0.5)) {
+        return laughToken(random, style.laugh);
+    }
+    return random.choice(kReplies);
 }
 
 int tapbackType(Random& random) {
@@ -413,6 +451,7 @@ private:
                 e.associatedType = d.associatedType;
                 e.itemType = d.itemType;
                 e.bpPrefix = d.bpPrefix;
+                e.laughReply = d.laughReply;
                 e.otherHandle = d.otherHandle;
                 if (d.targetDraft >= 0) {
                     e.target = firstId + static_cast<std::uint32_t>(d.targetDraft);
@@ -576,6 +615,7 @@ private:
             rows += static_cast<std::int64_t>(s.drafts.size());
             sessions.push_back(std::move(s));
         }
+        shapeGroup(groupIndex, sessions, speakers, weights);
 
         const std::int64_t end = plan_.nowNanos - 10 * kMinute;
         const std::int64_t from =
@@ -591,6 +631,190 @@ private:
             std::sort(starts.begin(), starts.end());
         }
         placeSessions(sessions, starts, end, random, [](const Draft& d) { return d.member; });
+    }
+
+    // Which part the owner plays in a group; the seed decides which group gets which. Of the cast's own
+    // groups the two biggest take the comedian and the instigator, who need many lines and many
+    // conversations to show, and the others the engine, the lurker and the regular, so every part turns up.
+    GroupPart partFor(std::size_t groupIndex) const {
+        static constexpr GroupPart kBig[] = {GroupPart::Comedian, GroupPart::Instigator};
+        static constexpr GroupPart kSmall[] = {GroupPart::Engine, GroupPart::Lurker, GroupPart::Regular,
+                                               GroupPart::Regular};
+        static constexpr GroupPart kAll[] = {GroupPart::Comedian, GroupPart::Engine, GroupPart::Instigator,
+                                             GroupPart::Lurker, GroupPart::Regular};
+        constexpr std::size_t kCastGroups = 6;
+        const auto& groups = plan_.cast.groups;
+        const auto turn = static_cast<std::size_t>(plan_.seed % 20);
+        if (groupIndex >= std::min(kCastGroups, groups.size())) {
+            return kAll[(groupIndex + turn) % 5];
+        }
+        std::size_t rank = 0;
+        for (std::size_t g = 0; g < std::min(kCastGroups, groups.size()); ++g) {
+            const double weight = groups[g].weight;
+            const double own = groups[groupIndex].weight;
+            rank += weight > own || (weight == own && g < groupIndex) ? 1 : 0;
+        }
+        return rank < 2 ? kBig[(rank + turn) % 2] : kSmall[(rank - 2 + turn) % 4];
+    }
+
+    // Rewrites who says what in a group so the owner plays the group's part: who opens the conversations,
+    // how much the owner says, and whose lines the others laugh at. Only senders and texts change, never
+    // times or the number of rows, and the draws come from a stream of their own, so everything else the
+    // seed produces stays as it was.
+    void shapeGroup(std::size_t groupIndex, std::vector<Session>& sessions,
+                    const std::vector<std::int32_t>& speakers, const std::vector<double>& weights) {
+        Random random = random_.fork(7000 + groupIndex);
+        const GroupPart part = partFor(groupIndex);
+        plan_.chats[groupChats_[groupIndex]].ownerPart = part;
+
+        const std::vector<double> otherWeights(weights.begin() + 1, weights.end());
+        auto someoneElse = [&] { return speakers[1 + random.weighted(otherWeights)]; };
+        std::map<std::int32_t, std::int64_t> said;
+        for (std::int32_t speaker : speakers) {
+            said[speaker] = 0;
+        }
+        auto give = [&](Draft& d, std::int32_t to) {
+            --said[d.member];
+            ++said[to];
+            d.member = to;
+            d.fromMe = to == kMe;
+        };
+
+        // The conversation itself; the planted edge cases keep their senders.
+        std::vector<Draft*> openers;
+        std::vector<Draft*> lines;
+        for (Session& s : sessions) {
+            for (Draft& d : s.drafts) {
+                if (d.kind != EventKind::Message || d.bodyFixed) {
+                    continue;
+                }
+                (&d == &s.drafts.front() ? openers : lines).push_back(&d);
+                ++said[d.member];
+            }
+        }
+        const auto total = static_cast<double>(openers.size() + lines.size());
+        const double fairShare = 1.0 / static_cast<double>(speakers.size());
+
+        // Conversations are opened by the owner only as the instigator.
+        for (Draft* d : openers) {
+            if (part == GroupPart::Instigator) {
+                give(*d, kMe);
+            } else if (d->member == kMe) {
+                give(*d, someoneElse());
+            }
+        }
+
+        random.shuffle(lines);
+        if (part == GroupPart::Engine) {
+            // Take lines from whoever talks most until the owner clearly leads.
+            auto topOther = [&] {
+                std::int64_t top = 0;
+                for (const auto& [speaker, count] : said) {
+                    top = speaker == kMe ? top : std::max(top, count);
+                }
+                return top;
+            };
+            auto leads = [&] {
+                return static_cast<double>(said[kMe]) >= total * fairShare * 1.6 &&
+                       static_cast<double>(said[kMe]) >= static_cast<double>(topOther()) * 1.2 + 1.0;
+            };
+            for (bool moved = true; moved && !leads();) {
+                moved = false;
+                for (Draft* d : lines) {
+                    if (leads()) {
+                        break;
+                    }
+                    if (d->member != kMe && said[d->member] == topOther()) {
+                        give(*d, kMe);
+                        moved = true;
+                    }
+                }
+            }
+        } else {
+            // The comedian needs enough lines for the laughs to show.
+            const double share = part == GroupPart::Lurker     ? 0.25
+                                 : part == GroupPart::Regular  ? 0.85
+                                 : part == GroupPart::Comedian ? 1.25
+                                                               : 1.0;
+            const auto wanted = static_cast<std::int64_t>(std::llround(total * fairShare * share));
+            for (Draft* d : lines) {
+                if (said[kMe] < wanted && d->member != kMe) {
+                    give(*d, kMe);
+                } else if (said[kMe] > wanted && d->member == kMe) {
+                    give(*d, someoneElse());
+                }
+            }
+        }
+
+        // Laughing replies: at every line of the owner's that someone answers within minutes when the owner
+        // is the comedian; otherwise at every such line of one member's, the one with the most, so tapback
+        // laughs alone never make the owner the comedian. Any other laugh in the text is written out, so each
+        // laugh a reader finds is one placed here.
+        auto canLaughAt = [](const Draft* previous, const Draft& d) {
+            return previous != nullptr && !d.bodyFixed && !previous->bodyFixed &&
+                   previous->member != d.member && d.offset - previous->offset < kLaughReplyWithin;
+        };
+        std::map<std::int32_t, std::int64_t> answered;
+        for (const Session& s : sessions) {
+            const Draft* previous = nullptr;
+            for (const Draft& d : s.drafts) {
+                if (d.kind != EventKind::Message) {
+                    continue;
+                }
+                if (canLaughAt(previous, d)) {
+                    ++answered[previous->member];
+                }
+                previous = &d;
+            }
+        }
+        std::int32_t clown = speakers[1];
+        for (const auto& [speaker, count] : answered) {
+            clown = speaker != kMe && count > answered[clown] ? speaker : clown;
+        }
+        auto laughChance = [&](std::int32_t at) {
+            if (part == GroupPart::Comedian) {
+                return at == kMe ? 1.0 : 0.03;
+            }
+            return at == clown ? 1.0 : 0.03;
+        };
+        for (Session& s : sessions) {
+            std::vector<bool> rewritten(s.drafts.size(), false);
+            const Draft* previous = nullptr;
+            for (std::size_t i = 0; i < s.drafts.size(); ++i) {
+                Draft& d = s.drafts[i];
+                if (d.kind != EventKind::Message) {
+                    continue;
+                }
+                if (canLaughAt(previous, d) && random.chance(laughChance(previous->member))) {
+                    d.text = laughingReply(random, styleOf(d.member));
+                    d.laughReply = true;
+                    rewritten[i] = true;
+                } else if (containsLaughWord(d.text)) {
+                    WritingStyle plain = styleOf(d.member);
+                    plain.laugh = Laugh::None;
+                    std::string text = "sounds good";
+                    for (int attempt = 0; attempt < 8; ++attempt) {
+                        std::string candidate =
+                            composeMessage(random, plain, i == 0 ? Role::Opener : Role::Reply);
+                        if (!containsLaughWord(candidate)) {
+                            text = std::move(candidate);
+                            break;
+                        }
+                    }
+                    d.text = std::move(text);
+                    rewritten[i] = true;
+                }
+                previous = &d;
+            }
+            for (Draft& r : s.drafts) {
+                if (r.kind == EventKind::Reaction && rewritten[static_cast<std::size_t>(r.targetDraft)]) {
+                    const Draft& target = s.drafts[static_cast<std::size_t>(r.targetDraft)];
+                    r.text = reactionText(r.associatedType, target.body == Body::EmptyTextWithBlob
+                                                                ? std::string_view()
+                                                                : std::string_view(target.text));
+                }
+            }
+        }
     }
 
     // The cases a group reader must get right: a laugh at one's own message, a laugh at a message
@@ -773,6 +997,22 @@ double readerSeconds(const PlannedEvent& event) {
         return static_cast<double>(whole);
     }
     return static_cast<double>(whole) + static_cast<double>(event.nanos % kNanosPerSecond) / 1e9;
+}
+
+std::string_view groupPartTitle(GroupPart part) {
+    switch (part) {
+    case GroupPart::Comedian:
+        return "The Comedian";
+    case GroupPart::Engine:
+        return "The Engine";
+    case GroupPart::Instigator:
+        return "The Instigator";
+    case GroupPart::Lurker:
+        return "The Lurker";
+    case GroupPart::Regular:
+        break;
+    }
+    return "The Regular";
 }
 
 DemoPlan buildDemoPlan(std::uint64_t seed, std::int64_t messages, std::int64_t nowUnixSeconds) {

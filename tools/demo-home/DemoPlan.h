@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace demohome {
@@ -40,6 +41,7 @@ struct PlannedEvent {
     std::int8_t itemType = 0;
     std::uint32_t target = 0; // id of the message a reaction points at
     std::int32_t otherHandle = -1;
+    bool laughReply = false; // a group message written as a laugh at the message before it
     Uuid guid;
     std::string text; // the message text, whatever Body says about where it is stored
 };
@@ -49,6 +51,12 @@ struct PlannedHandle {
     std::string service;
 };
 
+// The part the owner was written to play in a group chat.
+enum class GroupPart : std::uint8_t { Comedian, Engine, Instigator, Lurker, Regular };
+
+// "The Comedian", "The Engine", ...
+std::string_view groupPartTitle(GroupPart part);
+
 struct PlannedChat {
     std::string guid;
     int style = 45;
@@ -56,6 +64,8 @@ struct PlannedChat {
     std::string identifier;
     std::string service;
     std::vector<std::uint32_t> handles; // join order
+    // Groups only.
+    std::optional<GroupPart> ownerPart = std::nullopt;
 };
 
 struct DemoPlan {

@@ -24,11 +24,55 @@ struct ThreadTally {
 struct GroupTally {
     std::int64_t messages = 0;
     std::map<std::string, std::int64_t> laughs;
+    std::vector<std::size_t> kept; // positions in plan.events
 };
 
 bool isKept(const PlannedEvent& e) {
     const auto text = readableText(e);
     return text && !text->empty();
+}
+
+// The date exactly as a reader computes it from the stored value (nanoseconds divided as a double), so a
+// gap of exactly three hours compares the same on both sides.
+double storedSeconds(const PlannedEvent& e) {
+    const std::int64_t raw = storedDate(e);
+    return raw < 10'000'000'000 ? static_cast<double>(raw) : static_cast<double>(raw) / 1e9;
+}
+
+std::string senderKey(const DemoPlan& plan, std::int32_t sender) {
+    return sender == kMe ? "me" : plan.handles[static_cast<std::size_t>(sender)].id;
+}
+
+// Who wrote the kept messages of one group, who opened its conversations (the first message, and any
+// after more than three hours of silence), and whom the laughing replies the plan placed credit: the
+// sender of the message just before, when that is someone else and less than ten minutes earlier.
+void addConversationTallies(const DemoPlan& plan, std::vector<std::size_t> kept, nlohmann::json& out) {
+    std::stable_sort(kept.begin(), kept.end(), [&](std::size_t a, std::size_t b) {
+        return storedDate(plan.events[a]) < storedDate(plan.events[b]);
+    });
+    std::map<std::string, std::int64_t> senders;
+    std::map<std::string, std::int64_t> initiations;
+    std::map<std::string, std::int64_t> laughReplies;
+    const PlannedEvent* previous = nullptr;
+    for (std::size_t position : kept) {
+        const PlannedEvent& e = plan.events[position];
+        const std::string key = senderKey(plan, e.sender);
+        ++senders[key];
+        if (previous == nullptr) {
+            ++initiations[key];
+        } else {
+            const double gap = storedSeconds(e) - storedSeconds(*previous);
+            if (gap > 10800.0) {
+                ++initiations[key];
+            } else if (e.laughReply && gap < 600.0 && e.sender != previous->sender) {
+                ++laughReplies[senderKey(plan, previous->sender)];
+            }
+        }
+        previous = &e;
+    }
+    out["senders"] = senders;
+    out["initiations"] = initiations;
+    out["laughReplies"] = laughReplies;
 }
 
 } // namespace
@@ -117,6 +161,7 @@ nlohmann::json buildSummary(const DemoPlan& plan) {
         GroupTally& g = groups[e.chat];
         if (e.kind == EventKind::Message && isKept(e)) {
             ++g.messages;
+            g.kept.push_back(static_cast<std::size_t>(&e - plan.events.data()));
         } else if (e.kind == EventKind::Reaction && e.associatedType == 2003) {
             const PlannedEvent& target = plan.events[plan.positionOfId[e.target]];
             if (target.kind == EventKind::Message && isKept(target) && target.sender != e.sender) {
@@ -162,6 +207,11 @@ nlohmann::json buildSummary(const DemoPlan& plan) {
         }
         j["participants"] = participants;
         j["laughReactions"] = tally.laughs; // empty object when nobody laughed
+        addConversationTallies(plan, tally.kept, j);
+        if (chat.ownerPart) {
+            // The part the plan wrote for the owner; a group too small to show it may fall short of it.
+            j["myRole"] = std::string(groupPartTitle(*chat.ownerPart));
+        }
         groupList.push_back(std::move(j));
     }
     std::sort(groupList.begin(), groupList.end(), [](const nlohmann::json& a, const nlohmann::json& b) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MessageSources/GroupRecords.h"
 #include "MessageSources/MessageRecords.h"
 #include "MessageSources/SQLiteDB.h"
 
@@ -25,6 +26,10 @@ public:
     // Every one-to-one thread, most messages first; all chats that share a handle merge into one thread.
     // Throws SQLiteError. Rows that make no message are dropped without a word (counted in `counts`).
     std::vector<ContactThread> oneToOneThreads(ReadCounts* counts = nullptr);
+
+    // Every group chat with at least `minMessages` kept messages and at least two members, most messages
+    // first, with the laugh reactions each author drew from others. Throws SQLiteError.
+    std::vector<GroupThread> groupThreads(int minMessages);
 
     SQLiteDB& db() { return db_; }
 

@@ -186,6 +186,7 @@ TEST_F(GeneratedHome, SummaryAgreesWithAnIndependentReadOfTheGroups) {
 
         std::map<std::string, std::string> authorOfKept;
         std::map<std::string, std::int64_t> laughs;
+        std::map<std::string, std::int64_t> senders;
         std::int64_t kept = 0;
         auto rows = db.query(
             "SELECT m.guid, m.text, m.attributedBody, m.is_from_me, h.id, m.associated_message_type, "
@@ -212,6 +213,7 @@ TEST_F(GeneratedHome, SummaryAgreesWithAnIndependentReadOfTheGroups) {
             }
             if (text && !text->empty()) {
                 ++kept;
+                ++senders[author];
                 authorOfKept[rows.text(0)] = author;
             }
         }
@@ -224,6 +226,7 @@ TEST_F(GeneratedHome, SummaryAgreesWithAnIndependentReadOfTheGroups) {
         EXPECT_EQ(group.at("messages").get<std::int64_t>(), kept);
         using LaughCounts = std::map<std::string, std::int64_t>;
         EXPECT_EQ(group.at("laughReactions").get<LaughCounts>(), laughs);
+        EXPECT_EQ(group.at("senders").get<LaughCounts>(), senders);
     }
 }
 
