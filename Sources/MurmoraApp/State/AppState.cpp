@@ -236,6 +236,8 @@ void AppState::apply(Generator::Result result, int days, bool silent) {
     emit namesChanged();
     emit wrappedURLChanged();
     emit threadsChanged();
+    clearTrends();
+    refreshProactive();
 
     // A stored or sharpened archetype stays, even though this run's page shows the local one.
     if (!archetype_) {

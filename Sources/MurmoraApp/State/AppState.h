@@ -4,6 +4,10 @@
 #ifndef Q_MOC_RUN
 #include "AI/UpdateCheck.h"
 #include "Coach/CoachMemory.h"
+#include "Measurement/GroupStats.h"
+#include "Measurement/Proactive.h"
+#include "Measurement/Trends.h"
+#include "MessageSources/GroupRecords.h"
 #include "Persistence/Artifacts.h"
 #include "State/Generator.h"
 #include "State/Store.h"
@@ -53,6 +57,14 @@ class AppState : public QObject {
     Q_PROPERTY(QVariantMap coachMemory READ qmlCoachMemory NOTIFY coachMemoryChanged)
     // A newer build to offer, as {version, url}; null until the update check finds one.
     Q_PROPERTY(QVariant update READ qmlUpdate NOTIFY updateChanged)
+    // Month points per handle, filled on demand and emptied by every finished learn run.
+    Q_PROPERTY(QVariantMap trendsCache READ qmlTrendsCache NOTIFY trendsCacheChanged)
+    Q_PROPERTY(QVariantList proactive READ qmlProactive NOTIFY proactiveChanged)
+    // Each group as {guid, name, title, participants, messageCount, lastMessage}; messages stay in C++.
+    Q_PROPERTY(QVariantList groups READ qmlGroups NOTIFY groupsChanged)
+    Q_PROPERTY(bool groupsLoading READ groupsLoading NOTIFY groupsLoadingChanged)
+    // Asked once, at the first read, and kept for the life of the process.
+    Q_PROPERTY(bool aiAvailable READ aiAvailable CONSTANT)
 
 public:
     enum class Phase { CheckingAccess, NeedsAccess, Learning, Ready, Failed };
@@ -102,6 +114,21 @@ public:
     }
     const dovrel::ReadCounts& readCounts() const { return readCounts_; }
     const std::optional<UpdateCheck::Info>& update() const { return update_; }
+    const std::map<std::string, std::vector<dovrel::Trends::MonthPoint>>& trendsCache() const {
+        return trendsCache_;
+    }
+    const std::vector<dovrel::Proactive::Insight>& proactive() const { return proactive_; }
+    const std::vector<dovrel::GroupThread>& groups() const { return groups_; }
+    bool groupsLoading() const { return groupsLoading_; }
+    bool groupsLoaded() const { return groupsLoaded_; }
+    bool aiAvailable();
+
+    // Statistics of one group, computed at the first ask and kept for the life of the process.
+    const dovrel::GroupStats& stats(const dovrel::GroupThread& group);
+    // The group's own name, else the first names of its first members.
+    std::string groupName(const dovrel::GroupThread& group) const;
+    // Stores the points of a handle unless it has some already; a present entry is never replaced.
+    void storeTrends(const std::string& handle, std::vector<dovrel::Trends::MonthPoint> points);
 
     // names[handle], else the fallback, else the handle.
     std::string name(const std::string& handle,
@@ -115,6 +142,14 @@ public:
     // Asks the version file whether a newer build exists and keeps the answer in `update`. Only the first
     // call asks; the root screen makes it at launch.
     Q_INVOKABLE void checkForUpdates();
+    // Reads the group chats once, in the background; later calls do nothing. A failed read may be retried.
+    Q_INVOKABLE void loadGroups();
+    // Recomputes the proactive insights in the background from the threads of the last run.
+    Q_INVOKABLE void refreshProactive();
+    // Computes the month points of a handle in the background when they are missing and its thread is there.
+    Q_INVOKABLE void loadTrends(const QString& handle);
+    // The statistics of the group with this guid, as a map; null for an unknown guid.
+    Q_INVOKABLE QVariant groupStats(const QString& guid);
 
     // How long each reveal stays on the learning screen; the command line sets it to zero.
     void setRevealPause(std::chrono::milliseconds pause) { revealPause_ = pause; }
@@ -146,6 +181,10 @@ signals:
     void coachTranscriptsChanged();
     void coachMemoryChanged();
     void updateChanged();
+    void trendsCacheChanged();
+    void proactiveChanged();
+    void groupsChanged();
+    void groupsLoadingChanged();
     // A progress line or reveal as it is shown (also on runs that print instead of showing).
     void factShown(const QString& fact);
     // Every run ends with this, silent or not, succeeded or not.
@@ -158,6 +197,9 @@ private:
     void setShowWalkthrough(bool show);
     void apply(Generator::Result result, int days, bool silent);
     void setUpdate(std::optional<UpdateCheck::Info> update);
+    void setProactive(std::vector<dovrel::Proactive::Insight> insights);
+    void setGroupsLoading(bool loading);
+    void clearTrends();
 
     QVariant qmlCoachSelection() const;
     void setQmlCoachSelection(const QVariant& value);
@@ -172,6 +214,9 @@ private:
     QVariantMap qmlCoachTranscripts() const;
     QVariantMap qmlCoachMemory() const;
     QVariant qmlUpdate() const;
+    QVariantMap qmlTrendsCache() const;
+    QVariantList qmlProactive() const;
+    QVariantList qmlGroups() const;
 
     Store store_;
     Phase phase_ = Phase::CheckingAccess;
@@ -194,6 +239,13 @@ private:
     int messageCount_ = 0;
     std::optional<UpdateCheck::Info> update_;
     bool updateCheckStarted_ = false;
+    std::map<std::string, std::vector<dovrel::Trends::MonthPoint>> trendsCache_;
+    std::vector<dovrel::Proactive::Insight> proactive_;
+    std::vector<dovrel::GroupThread> groups_;
+    bool groupsLoading_ = false;
+    bool groupsLoaded_ = false;
+    std::map<std::string, dovrel::GroupStats> groupStatsCache_;
+    std::optional<bool> aiAvailable_;
     std::chrono::milliseconds revealPause_{1100};
     std::function<Generator::Environment()> environment_ = &Generator::Environment::current;
     QThreadPool userInitiated_;

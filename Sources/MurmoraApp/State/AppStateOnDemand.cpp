@@ -1,0 +1,252 @@
+// What the state computes only when something asks: group chats and their statistics, proactive insights,
+// trends per person, and whether an AI provider is there.
+#include "AI/ClaudeCLI.h"
+#include "AI/RelayConfig.h"
+#include "Foundation/Json.h"
+#include "MessageSources/DatabaseCopier.h"
+#include "MessageSources/MessageStore.h"
+#include "State/AppState.h"
+
+#include <QFile>
+#include <QJsonDocument>
+#include <QPointer>
+#include <exception>
+#include <set>
+#include <unordered_map>
+
+namespace murmora {
+namespace {
+
+QVariant jsonVariant(const nlohmann::json& value) {
+    const std::string text =
+        nlohmann::json::array({value}).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+    const QVariantList wrapped =
+        QJsonDocument::fromJson(QByteArray::fromStdString(text)).toVariant().toList();
+    return wrapped.isEmpty() ? QVariant() : wrapped.first();
+}
+
+// Runs `step` on the GUI thread if the state still exists by then.
+template <typename Step> void postTo(const QPointer<AppState>& self, Step step) {
+    QMetaObject::invokeMethod(
+        self.data(),
+        [self, step = std::move(step)]() mutable {
+            if (self) {
+                step(*self);
+            }
+        },
+        Qt::QueuedConnection);
+}
+
+} // namespace
+
+bool AppState::aiAvailable() {
+    if (!aiAvailable_) {
+        aiAvailable_ = RelayConfig::isConfigured() || ClaudeCLI::detect().has_value();
+    }
+    return *aiAvailable_;
+}
+
+const dovrel::GroupStats& AppState::stats(const dovrel::GroupThread& group) {
+    if (const auto found = groupStatsCache_.find(group.guid); found != groupStatsCache_.end()) {
+        return found->second;
+    }
+    dovrel::GroupStats computed;
+    try {
+        computed = dovrel::GroupStats::compute(group, environment_().calendar);
+    } catch (const std::exception&) {
+        // Only a damaged database has dates the calendar cannot place; such a group shows no statistics.
+    }
+    return groupStatsCache_.emplace(group.guid, std::move(computed)).first->second;
+}
+
+std::string AppState::groupName(const dovrel::GroupThread& group) const {
+    if (group.name) {
+        return *group.name;
+    }
+    return group.fallbackName([this](const std::string& handle) { return name(handle); });
+}
+
+void AppState::storeTrends(const std::string& handle, std::vector<dovrel::Trends::MonthPoint> points) {
+    if (trendsCache_.try_emplace(handle, std::move(points)).second) {
+        emit trendsCacheChanged();
+    }
+}
+
+void AppState::clearTrends() {
+    if (!trendsCache_.empty()) {
+        trendsCache_.clear();
+        emit trendsCacheChanged();
+    }
+}
+
+void AppState::setProactive(std::vector<dovrel::Proactive::Insight> insights) {
+    if (proactive_ != insights) {
+        proactive_ = std::move(insights);
+        emit proactiveChanged();
+    }
+}
+
+void AppState::setGroupsLoading(bool loading) {
+    if (groupsLoading_ != loading) {
+        groupsLoading_ = loading;
+        emit groupsLoadingChanged();
+    }
+}
+
+void AppState::loadGroups() {
+    if (groupsLoaded_ || groupsLoading_) {
+        return;
+    }
+    const Generator::Environment environment = environment_();
+    const std::filesystem::path database = Generator::messagesDatabasePath(environment.home);
+    QFile probe(QString::fromStdString(database.string()));
+    if (!probe.open(QIODevice::ReadOnly)) {
+        return;
+    }
+    probe.close();
+    setGroupsLoading(true);
+
+    const QPointer<AppState> self(this);
+    userInitiated_.start([self, environment, database] {
+        try {
+            const std::filesystem::path copy = dovrel::DatabaseCopier::copyForReading(database);
+            dovrel::MessageStore store(copy.string());
+            std::vector<dovrel::GroupThread> groups = store.groupThreads(25);
+            std::set<std::string> members;
+            for (const dovrel::GroupThread& group : groups) {
+                members.insert(group.participants.begin(), group.participants.end());
+            }
+            std::map<std::string, std::string> names = Generator::resolveNames(
+                std::vector<std::string>(members.begin(), members.end()), environment.home);
+            postTo(self, [groups = std::move(groups), names = std::move(names)](AppState& state) mutable {
+                state.groups_ = std::move(groups);
+                bool namesGrew = false;
+                for (auto& [handle, name] : names) {
+                    namesGrew = state.names_.try_emplace(handle, std::move(name)).second || namesGrew;
+                }
+                state.groupsLoaded_ = true;
+                emit state.groupsChanged();
+                if (namesGrew) {
+                    emit state.namesChanged();
+                }
+                state.setGroupsLoading(false);
+            });
+        } catch (const std::exception&) {
+            postTo(self, [](AppState& state) { state.setGroupsLoading(false); });
+        }
+    });
+}
+
+void AppState::refreshProactive() {
+    if (threadsByHandle_.empty()) {
+        return;
+    }
+    std::vector<dovrel::ContactThread> threads;
+    threads.reserve(threadsByHandle_.size());
+    std::unordered_map<std::string, std::string> displayNames;
+    for (const auto& [handle, thread] : threadsByHandle_) {
+        threads.push_back(thread);
+        if (thread.displayName) {
+            displayNames.emplace(handle, *thread.displayName);
+        }
+    }
+    std::vector<std::string> topHandles;
+    topHandles.reserve(people_.size());
+    for (const dovrel::PersonInsights& person : people_) {
+        topHandles.push_back(person.handleID);
+    }
+    const Generator::Environment environment = environment_();
+    const dovrel::Date now = environment.now.value_or(dovrel::Date::now());
+
+    const QPointer<AppState> self(this);
+    utility_.start([self, threads = std::move(threads), topHandles = std::move(topHandles), names = names_,
+                    displayNames = std::move(displayNames), calendar = environment.calendar, now] {
+        const dovrel::Proactive::NameResolver resolve = [&](const std::string& handle) {
+            if (const auto found = names.find(handle); found != names.end()) {
+                return found->second;
+            }
+            if (const auto found = displayNames.find(handle); found != displayNames.end()) {
+                return found->second;
+            }
+            return handle;
+        };
+        std::vector<dovrel::Proactive::Insight> insights =
+            dovrel::Proactive::detect(threads, topHandles, resolve, calendar, now);
+        postTo(self, [insights = std::move(insights)](AppState& state) mutable {
+            state.setProactive(std::move(insights));
+        });
+    });
+}
+
+void AppState::loadTrends(const QString& qmlHandle) {
+    const std::string handle = qmlHandle.toStdString();
+    const auto thread = threadsByHandle_.find(handle);
+    if (trendsCache_.contains(handle) || thread == threadsByHandle_.end()) {
+        return;
+    }
+    const QPointer<AppState> self(this);
+    userInitiated_.start(
+        [self, handle, messages = thread->second.messages, calendar = environment_().calendar] {
+            std::vector<dovrel::Trends::MonthPoint> points = dovrel::Trends::monthly(messages, calendar);
+            postTo(self, [handle, points = std::move(points)](AppState& state) mutable {
+                state.storeTrends(handle, std::move(points));
+            });
+        });
+}
+
+QVariant AppState::groupStats(const QString& guid) {
+    const std::string key = guid.toStdString();
+    for (const dovrel::GroupThread& group : groups_) {
+        if (group.guid == key) {
+            return jsonVariant(stats(group));
+        }
+    }
+    return {};
+}
+
+QVariantMap AppState::qmlTrendsCache() const {
+    QVariantMap out;
+    for (const auto& [handle, points] : trendsCache_) {
+        out.insert(QString::fromStdString(handle), jsonVariant(points));
+    }
+    return out;
+}
+
+QVariantList AppState::qmlProactive() const {
+    QVariantList out;
+    for (const dovrel::Proactive::Insight& insight : proactive_) {
+        out.append(QVariantMap{
+            {QStringLiteral("kind"), QString::fromUtf8(dovrel::Proactive::Insight::rawValue(insight.kind))},
+            {QStringLiteral("handleID"), QString::fromStdString(insight.handleID)},
+            {QStringLiteral("text"), QString::fromStdString(insight.text)},
+            {QStringLiteral("starter"), QString::fromStdString(insight.starter)},
+        });
+    }
+    return out;
+}
+
+QVariantList AppState::qmlGroups() const {
+    QVariantList out;
+    for (const dovrel::GroupThread& group : groups_) {
+        QVariantMap entry{
+            {QStringLiteral("guid"), QString::fromStdString(group.guid)},
+            {QStringLiteral("title"), QString::fromStdString(groupName(group))},
+            {QStringLiteral("messageCount"), static_cast<qlonglong>(group.messages.size())},
+        };
+        if (group.name) {
+            entry.insert(QStringLiteral("name"), QString::fromStdString(*group.name));
+        }
+        QStringList participants;
+        for (const std::string& handle : group.participants) {
+            participants.append(QString::fromStdString(handle));
+        }
+        entry.insert(QStringLiteral("participants"), participants);
+        if (!group.messages.empty()) {
+            entry.insert(QStringLiteral("lastMessage"), group.messages.back().date.seconds);
+        }
+        out.append(entry);
+    }
+    return out;
+}
+
+} // namespace murmora
