@@ -56,7 +56,8 @@ TEST(ActivityTest, EachDayKeepsItsLatestMessageWhateverTheOrder) {
 }
 
 // The clock's shortcut must give exactly what the calendar gives, on ordinary days and on days that change
-// their offset (an hour, half an hour, at 02:00 or at midnight), to the millisecond around the edges.
+// their offset (an hour, half an hour, at 02:00 or at midnight, forward or back), to the millisecond around
+// the edges.
 TEST(LocalClockTest, AgreesWithTheCalendarAcrossOffsetChanges) {
     const Calendar utc("UTC");
     struct Case {
@@ -64,9 +65,14 @@ TEST(LocalClockTest, AgreesWithTheCalendarAcrossOffsetChanges) {
         Date from;
     };
     const std::vector<Case> cases = {
-        {"America/New_York", utc.date(2024, 3, 9)},    {"America/New_York", utc.date(2024, 11, 2)},
-        {"Australia/Lord_Howe", utc.date(2024, 4, 5)}, {"America/Santiago", utc.date(2024, 9, 6)},
-        {"Asia/Kolkata", utc.date(2024, 1, 1)},        {"UTC", utc.date(2024, 2, 28)},
+        {"America/New_York", utc.date(2024, 3, 9)},
+        {"America/New_York", utc.date(2024, 11, 2)},
+        {"Australia/Lord_Howe", utc.date(2024, 4, 5)},
+        {"America/Santiago", utc.date(2024, 9, 6)},
+        {"Asia/Kolkata", utc.date(2024, 1, 1)},
+        {"UTC", utc.date(2024, 2, 28)},
+        // Clocks go back at 01:00 to midnight, so midnight happens twice.
+        {"America/Havana", utc.date(2020, 10, 31)},
     };
     for (const Case& c : cases) {
         SCOPED_TRACE(c.zone);

@@ -30,7 +30,9 @@ LocalTime LocalClock::at(Date date) {
         }
     }
     if (!uniform_) {
-        return {dayStart_, calendar_.minuteOfDay(date)};
+        // Where midnight comes twice, the calendar already counts the hour between the two midnights as the
+        // next day, so neither the day nor the minute can be derived from the remembered day.
+        return {calendar_.startOfDay(date), calendar_.minuteOfDay(date)};
     }
     const double elapsed = std::floor(instant - dayStartMillis_);
     return {dayStart_, static_cast<int>(elapsed / millisPerMinute)};
