@@ -74,23 +74,6 @@ std::string textOr(const Json& object, const char* key) {
     return value ? *value : std::string();
 }
 
-std::string_view trimmedWhiteSpace(std::string_view text) {
-    std::size_t begin = std::string_view::npos;
-    std::size_t end = 0;
-    std::size_t offset = 0;
-    while (offset < text.size()) {
-        const std::size_t start = offset;
-        const char32_t c = unicode::decodeNext(text, offset);
-        if (u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_WHITE_SPACE) == 0) {
-            if (begin == std::string_view::npos) {
-                begin = start;
-            }
-            end = offset;
-        }
-    }
-    return begin == std::string_view::npos ? std::string_view() : text.substr(begin, end - begin);
-}
-
 constexpr std::string_view dataPrefix = "data: ";
 constexpr std::string_view byteOrderMark = "\xEF\xBB\xBF";
 
@@ -424,7 +407,7 @@ std::vector<Block> parseFlatResponse(std::string_view text, int round) {
             return {Block::toolUse(ToolUse{"cli-" + std::to_string(round), call->tool, std::move(*body)})};
         }
     }
-    return {Block::text(std::string(trimmedWhiteSpace(text)))};
+    return {Block::text(std::string(unicode::trimmed(text)))};
 }
 
 } // namespace dovrel::Agent

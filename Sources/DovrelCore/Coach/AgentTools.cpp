@@ -175,23 +175,6 @@ std::optional<Call> decoded(const Json& value) {
     }
 }
 
-std::string_view trimmedWhiteSpace(std::string_view text) {
-    std::size_t begin = std::string_view::npos;
-    std::size_t end = 0;
-    std::size_t offset = 0;
-    while (offset < text.size()) {
-        const std::size_t start = offset;
-        const char32_t c = unicode::decodeNext(text, offset);
-        if (u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_WHITE_SPACE) == 0) {
-            if (begin == std::string_view::npos) {
-                begin = start;
-            }
-            end = offset;
-        }
-    }
-    return begin == std::string_view::npos ? std::string_view() : text.substr(begin, end - begin);
-}
-
 // The trimmed body of the first fenced tool block with the call it decodes to.
 std::optional<std::pair<std::string_view, Call>> firstCall(std::string_view text) {
     const std::size_t open = text.find(fenceOpener);
@@ -203,7 +186,7 @@ std::optional<std::pair<std::string_view, Call>> firstCall(std::string_view text
     if (close == std::string_view::npos) {
         return std::nullopt;
     }
-    const std::string_view body = trimmedWhiteSpace(rest.substr(0, close));
+    const std::string_view body = unicode::trimmed(rest.substr(0, close));
     const std::optional<Json> value = parsed(body);
     if (!value) {
         return std::nullopt;

@@ -32,38 +32,13 @@ std::string joined(const std::vector<std::string>& lines) {
     return out;
 }
 
-bool isWhiteSpaceOrLineBreak(char32_t c) {
-    return u_hasBinaryProperty(static_cast<UChar32>(c), UCHAR_WHITE_SPACE) != 0;
-}
-
 bool isLineBreak(char32_t c) {
     return (c >= 0x0A && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029;
-}
-
-// Space separators and the tab: white space that does not break a line.
-bool isBlank(char32_t c) {
-    return c == '\t' || u_charType(static_cast<UChar32>(c)) == U_SPACE_SEPARATOR;
 }
 
 // What a model dresses a title in: markdown emphasis and heading marks, quotes, and the blanks between them.
 bool isTitleDressing(char32_t c) {
     return c == '*' || c == '_' || c == '#' || c == '"' || c == ' ';
-}
-
-std::string_view trimming(std::string_view text, bool (*strip)(char32_t)) {
-    std::size_t begin = std::string_view::npos;
-    std::size_t end = 0;
-    std::size_t offset = 0;
-    while (offset < text.size()) {
-        const std::size_t start = offset;
-        if (!strip(unicode::decodeNext(text, offset))) {
-            if (begin == std::string_view::npos) {
-                begin = start;
-            }
-            end = offset;
-        }
-    }
-    return begin == std::string_view::npos ? std::string_view() : text.substr(begin, end - begin);
 }
 
 constexpr std::string_view instruction =
@@ -129,18 +104,19 @@ std::string build(const WrappedStats& stats) {
 }
 
 Archetype parse(std::string_view response) {
-    const std::string_view reply = trimming(response, isWhiteSpaceOrLineBreak);
+    const std::string_view reply = unicode::trimming(response, unicode::isWhiteSpaceOrLineBreak);
     std::size_t offset = 0;
     while (offset < reply.size()) {
         const std::size_t start = offset;
         if (isLineBreak(unicode::decodeNext(reply, offset))) {
-            const std::string_view first =
-                trimming(trimming(reply.substr(0, start), isBlank), isTitleDressing);
-            const std::string_view rest = trimming(reply.substr(offset), isWhiteSpaceOrLineBreak);
+            const std::string_view first = unicode::trimming(
+                unicode::trimming(reply.substr(0, start), unicode::isBlank), isTitleDressing);
+            const std::string_view rest =
+                unicode::trimming(reply.substr(offset), unicode::isWhiteSpaceOrLineBreak);
             return Archetype{std::string(first), std::string(rest)};
         }
     }
-    return Archetype{std::string(trimming(reply, isTitleDressing)), std::string()};
+    return Archetype{std::string(unicode::trimming(reply, isTitleDressing)), std::string()};
 }
 
 } // namespace dovrel::ArchetypePrompt
