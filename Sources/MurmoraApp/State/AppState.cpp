@@ -248,6 +248,9 @@ void AppState::apply(Generator::Result result, int days, bool silent) {
     }
     setPhase(Phase::Ready);
     store_.save(dovrel::Snapshot{dovrel::Date::now(), days, *stats_, people_, names_});
+    if (!silent) {
+        sharpenArchetype();
+    }
 }
 
 void AppState::saveArtifacts() {

@@ -200,6 +200,9 @@ private:
     void setProactive(std::vector<dovrel::Proactive::Insight> insights);
     void setGroupsLoading(bool loading);
     void clearTrends();
+    // Asks a model for a sharper archetype than the local one after a run the user watched; on an answer
+    // that fits, keeps it and renders the recap page again. Every failure is silent.
+    void sharpenArchetype();
 
     QVariant qmlCoachSelection() const;
     void setQmlCoachSelection(const QVariant& value);

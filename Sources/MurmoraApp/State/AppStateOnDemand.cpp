@@ -1,7 +1,6 @@
 // What the state computes only when something asks: group chats and their statistics, proactive insights,
 // trends per person, and whether an AI provider is there.
-#include "AI/ClaudeCLI.h"
-#include "AI/RelayConfig.h"
+#include "AI/AI.h"
 #include "Foundation/Json.h"
 #include "MessageSources/DatabaseCopier.h"
 #include "MessageSources/MessageStore.h"
@@ -41,7 +40,7 @@ template <typename Step> void postTo(const QPointer<AppState>& self, Step step) 
 
 bool AppState::aiAvailable() {
     if (!aiAvailable_) {
-        aiAvailable_ = RelayConfig::isConfigured() || ClaudeCLI::detect().has_value();
+        aiAvailable_ = AI::available();
     }
     return *aiAvailable_;
 }

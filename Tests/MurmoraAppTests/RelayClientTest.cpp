@@ -1,0 +1,478 @@
+// moc of Qt 6.4 cannot parse the C++20 standard headers behind the core; the test class needs none of them.
+#ifndef Q_MOC_RUN
+#include "AI/AI.h"
+#include "AI/AIError.h"
+#include "AI/RelayConfig.h"
+#include "LocalHttpServer.h"
+#include "TestHome.h"
+
+#include <nlohmann/json.hpp>
+#endif
+
+#include <QElapsedTimer>
+#include <QFileInfo>
+#include <QTcpServer>
+#include <QTest>
+#include <functional>
+#include <set>
+
+using namespace murmora;
+using dovrel::Agent::Block;
+using dovrel::Agent::ChatMessage;
+using dovrel::Agent::ToolDef;
+using dovrel::Agent::ToolUse;
+using Json = nlohmann::json;
+using Response = LocalHttpServer::Response;
+
+// QCOMPARE cannot take JSON values; this shows both sides when they differ.
+#define COMPARE_JSON(actual, expected)                                                                       \
+    do {                                                                                                     \
+        const Json actualJson = (actual);                                                                    \
+        const Json expectedJson = (expected);                                                                \
+        QVERIFY2(actualJson == expectedJson, (actualJson.dump() + "\n  != " + expectedJson.dump()).c_str()); \
+    } while (false)
+
+namespace {
+
+// One server-sent event as the relay forwards it: an `event:` line, a `data:` line, a blank line.
+QByteArray sse(const QByteArray& name, const QByteArray& data, const QByteArray& lineEnd = "\n") {
+    return "event: " + name + lineEnd + "data: " + data + lineEnd + lineEnd;
+}
+
+QByteArray textDelta(int index, const QByteArray& text) {
+    return sse("content_block_delta", R"({"type":"content_block_delta","index":)" +
+                                          QByteArray::number(index) +
+                                          R"(,"delta":{"type":"text_delta","text":")" + text + "\"}}");
+}
+
+QByteArray blockStart(int index, const QByteArray& block) {
+    return sse("content_block_start", R"({"type":"content_block_start","index":)" +
+                                          QByteArray::number(index) + R"(,"content_block":)" + block + "}");
+}
+
+QByteArray blockStop(int index) {
+    return sse("content_block_stop",
+               R"({"type":"content_block_stop","index":)" + QByteArray::number(index) + "}");
+}
+
+const QByteArray messageStart =
+    sse("message_start", R"({"type":"message_start","message":{"id":"msg_01","type":"message",)"
+                         R"("role":"assistant","content":[],"model":"claude","stop_reason":null,)"
+                         R"("usage":{"input_tokens":812,"output_tokens":3}}})");
+const QByteArray ping = sse("ping", R"({"type": "ping"})");
+const QByteArray messageStop = sse("message_stop", R"({"type":"message_stop"})");
+
+QByteArray messageDelta(const QByteArray& stopReason) {
+    return sse("message_delta", R"({"type":"message_delta","delta":{"stop_reason":")" + stopReason +
+                                    R"(","stop_sequence":null},"usage":{"output_tokens":89}})");
+}
+
+// A stream that says `pieces` in one text block, each piece its own network chunk `delayMs` apart.
+Response textStream(const QList<QByteArray>& pieces, int delayMs) {
+    QList<QByteArray> chunks{messageStart, blockStart(0, R"({"type":"text","text":""})")};
+    for (const QByteArray& piece : pieces) {
+        chunks.append(textDelta(0, piece));
+    }
+    chunks.append(blockStop(0) + messageDelta("end_turn") + messageStop);
+    return Response::events(chunks, delayMs);
+}
+
+template <typename T> bool waitFor(const QFuture<T>& future, int timeoutMs) {
+    return QTest::qWaitFor([&future] { return future.isFinished(); }, timeoutMs);
+}
+
+// The outcome of a call: its value, or its failure rethrown.
+template <typename T> T await(QFuture<T> future, int timeoutMs = 20000) {
+    if (!waitFor(future, timeoutMs)) {
+        throw std::runtime_error("the call did not end");
+    }
+    return future.result();
+}
+
+// The AIError a call fails with; nothing when it ends otherwise.
+template <typename T> std::optional<AIError> aiFailure(QFuture<T> future) {
+    try {
+        await(std::move(future));
+    } catch (const AIError& error) {
+        return error;
+    } catch (const std::exception& error) {
+        qWarning("other failure: %s", error.what());
+    }
+    return std::nullopt;
+}
+
+QFuture<std::vector<Block>> chat(AI::DeltaHandler onDelta = {}) {
+    return AI::chatViaRelay("You are my texting coach.", {ChatMessage::user("How do I text?")}, {}, 16000,
+                            std::move(onDelta));
+}
+
+// A port on which nothing listens.
+quint16 closedPort() {
+    QTcpServer probe;
+    if (!probe.listen(QHostAddress::LocalHost, 0)) {
+        return 1;
+    }
+    const quint16 port = probe.serverPort();
+    probe.close();
+    return port;
+}
+
+} // namespace
+
+class RelayClientTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void init() {
+        home_ = std::make_unique<TestHome>();
+        originalPath_ = qgetenv("PATH");
+        // No claude anywhere: every failure of the relay reaches the caller.
+        qputenv("PATH", "/usr/bin:/bin");
+        if (QFileInfo::exists(QStringLiteral("/usr/local/bin/claude")) ||
+            QFileInfo::exists(QStringLiteral("/opt/homebrew/bin/claude"))) {
+            QSKIP("a claude program is installed system-wide on this machine");
+        }
+        server_ = std::make_unique<LocalHttpServer>();
+        qputenv("MURMORA_RELAY_URL", server_->origin().toUtf8());
+        qputenv("MURMORA_RELAY_SECRET", secret);
+    }
+
+    void cleanup() {
+        qunsetenv("MURMORA_RELAY_URL");
+        qunsetenv("MURMORA_RELAY_SECRET");
+        qputenv("PATH", originalPath_);
+        server_.reset();
+        home_.reset();
+    }
+
+    // Both routes POST JSON with the secret and one identity; the chat body is the six keys of the request
+    // with the conversation, thinking and tool calls in their wire form.
+    void requestsCarryTheBodyAndHeaders();
+
+    // A stream as the real API sends it: event lines, pings, thinking with its signature, redacted thinking,
+    // a text block in many pieces, a tool call whose input comes in pieces, JSON padded with blanks, CRLF
+    // line ends and a line cut across two network chunks. Text reaches the caller piece by piece while the
+    // stream is still running.
+    void realStreamIsCollectedAsItArrives();
+
+    // An error event ends the call at once with the relay's words, whatever the stream would still send;
+    // what was shown before it stays shown, and nothing comes after it.
+    void errorEventFailsTheStream();
+
+    // 429 is the daily cap, every other status a hiccup with its number, on both routes. The body of such an
+    // answer is never read: not even an error event in it counts, and a slow one is not waited for.
+    void statusesOtherThan200();
+
+    // A 200 whose body is no answer: the one-shot route raises the decoding error as it is; the stream
+    // skips lines that are no events and ends with no blocks.
+    void undecodableAnswers();
+
+    // No HTTP answer, a body broken off, nothing listening, an address that is no URL: all unreachable.
+    void transportFailuresAreUnreachable();
+
+    // Cancelling the future stops the request mid-stream, or before any answer: the future ends at once,
+    // cancelled and without a failure, and no piece is delivered after it.
+    void cancellingStopsTheStream();
+
+private:
+    static constexpr char secret[] = "test-secret";
+
+    std::unique_ptr<TestHome> home_;
+    std::unique_ptr<LocalHttpServer> server_;
+    QByteArray originalPath_;
+};
+
+// The bodies stay out of moc's sight: it cannot read the raw string literals in them.
+#ifndef Q_MOC_RUN
+
+void RelayClientTest::requestsCarryTheBodyAndHeaders() {
+    server_->setResponse("/v1/ai", Response::json(R"({"text": "You are The Night Owl."})"));
+    server_->setResponse("/v1/chat", textStream({"Hi"}, 0));
+
+    const std::vector<ChatMessage> messages{
+        ChatMessage::user("Who do I text most?"),
+        ChatMessage{ChatMessage::Role::assistant,
+                    {Block::thinking("Look it up.", "sig-1"), Block::redactedThinking("opaque=="),
+                     Block::text("Let me check."),
+                     Block::toolUse(ToolUse{"toolu_7", "top_people", R"({"limit": 3})"})}},
+        ChatMessage{ChatMessage::Role::user, {Block::toolResult("toolu_7", "Ann: 412 messages")}},
+    };
+    const ToolDef tool{"top_people", "Who I text most",
+                       R"({"type":"object","properties":{"limit":{"type":"integer"}}})"};
+    const std::vector<ToolDef> tools{tool};
+    const std::string system = "You are my texting coach.\nBe \"direct\" \u2014 always.";
+
+    QCOMPARE(await(AI::run(QStringLiteral("Name my archetype \u2014 \"please\""), 300)),
+             QStringLiteral("You are The Night Owl."));
+    QCOMPARE(await(AI::chatViaRelay(system, messages, tools, 16000)), std::vector<Block>{Block::text("Hi")});
+    QCOMPARE(await(AI::chatViaRelay(system, messages, tools, 16000)), std::vector<Block>{Block::text("Hi")});
+
+    const QList<LocalHttpServer::Request> requests = server_->requests();
+    QCOMPARE(requests.size(), 3);
+    const QByteArray device = RelayConfig::deviceID().toUtf8();
+    QVERIFY(!device.isEmpty());
+    for (const LocalHttpServer::Request& request : requests) {
+        QCOMPARE(request.method, QByteArray("POST"));
+        QCOMPARE(request.header("Content-Type"), QByteArray("application/json"));
+        QCOMPARE(request.header("x-murmora-app"), secret);
+        QCOMPARE(request.header("x-murmora-device"), device);
+    }
+
+    QCOMPARE(requests[0].path, QByteArray("/v1/ai"));
+    COMPARE_JSON(Json::parse(requests[0].body.toStdString()),
+                 (Json{{"prompt", "Name my archetype \u2014 \"please\""}, {"max_tokens", 300}}));
+
+    QCOMPARE(requests[1].path, QByteArray("/v1/chat"));
+    QCOMPARE(requests[2].body, requests[1].body);
+    Json body = Json::parse(requests[1].body.toStdString());
+    std::set<std::string> keys;
+    for (const auto& [key, value] : body.items()) {
+        keys.insert(key);
+    }
+    QCOMPARE(keys,
+             (std::set<std::string>{"system", "messages", "tools", "max_tokens", "thinking", "stream"}));
+    COMPARE_JSON(
+        body["system"],
+        (Json::array({{{"type", "text"}, {"text", system}, {"cache_control", {{"type", "ephemeral"}}}}})));
+    COMPARE_JSON(body["max_tokens"], Json(16000));
+    COMPARE_JSON(body["thinking"], (Json{{"type", "adaptive"}}));
+    COMPARE_JSON(body["stream"], Json(true));
+    COMPARE_JSON(body["tools"][0]["input_schema"]["properties"]["limit"]["type"], Json("integer"));
+    Json& assistant = body["messages"][1];
+    COMPARE_JSON(assistant["role"], Json("assistant"));
+    COMPARE_JSON(assistant["content"][0],
+                 (Json{{"type", "thinking"}, {"thinking", "Look it up."}, {"signature", "sig-1"}}));
+    COMPARE_JSON(assistant["content"][1], (Json{{"type", "redacted_thinking"}, {"data", "opaque=="}}));
+    COMPARE_JSON(assistant["content"][3]["input"], (Json{{"limit", 3}}));
+    COMPARE_JSON(body["messages"][2]["content"][0]["tool_use_id"], Json("toolu_7"));
+}
+
+void RelayClientTest::realStreamIsCollectedAsItArrives() {
+    const QByteArray paddedDelta = "event: content_block_delta\r\ndata: { \"type\": \"content_block_delta\", "
+                                   "\"index\": 2, \"delta\": { \"type\": \"text_delta\", \"text\": \"most "
+                                   "at \" } }\r\n\r\n";
+    // Cut in two inside the emoji's bytes.
+    const QByteArray split = textDelta(2, "night \xe2\x80\x94 \xf0\x9f\x98\x82 ");
+    const qsizetype cut = split.indexOf("\x9f\x98");
+
+    QList<LocalHttpServer::Chunk> chunks{
+        {messageStart, 0},
+        {ping, 0},
+        {blockStart(0, R"({"type":"thinking","thinking":"","signature":""})"), 0},
+        {sse("content_block_delta",
+             R"({"type":"content_block_delta","index":0,"delta":{"type":"thinking_delta","thinking":"They want "}})"),
+         0},
+        {sse("content_block_delta",
+             R"({"type":"content_block_delta","index":0,"delta":{"type":"thinking_delta","thinking":"a read."}})"),
+         0},
+        {sse("content_block_delta",
+             R"({"type":"content_block_delta","index":0,"delta":{"type":"signature_delta","signature":"EqQBCgIYAh"}})"),
+         0},
+        {blockStop(0), 0},
+        {blockStart(1, R"({"type":"redacted_thinking","data":"EmwKAhgBEgy3va3pzix"})") + blockStop(1), 0},
+        {blockStart(2, R"({"type":"text","text":""})"), 0},
+        {textDelta(2, "You text "), 150},
+        {paddedDelta, 150},
+        {split.left(cut), 150},
+        {split.mid(cut), 150},
+        {ping + textDelta(2, "all day."), 150},
+        {blockStop(2), 0},
+        {blockStart(3, R"({"type":"tool_use","id":"toolu_01","name":"search_messages","input":{}})"), 0},
+        {sse("content_block_delta",
+             R"({"type":"content_block_delta","index":3,"delta":{"type":"input_json_delta","partial_json":""}})"),
+         0},
+        {sse("content_block_delta",
+             R"({"type":"content_block_delta","index":3,"delta":{"type":"input_json_delta","partial_json":"{\"query\": \"din"}})"),
+         50},
+        {sse("content_block_delta",
+             R"({"type":"content_block_delta","index":3,"delta":{"type":"input_json_delta","partial_json":"ner\", \"limit\": 5}"}})"),
+         50},
+        {blockStop(3) + messageDelta("tool_use"), 0},
+        {messageStop, 100},
+    };
+    Response response = Response::events({});
+    response.chunks = chunks;
+    server_->setResponse("/v1/chat", response);
+
+    QStringList pieces;
+    QList<qint64> arrivals;
+    QElapsedTimer clock;
+    clock.start();
+    QFuture<std::vector<Block>> future = chat([&](const QString& piece) {
+        pieces.append(piece);
+        arrivals.append(clock.elapsed());
+    });
+    const std::vector<Block> blocks = await(future);
+    const qint64 finishedAt = clock.elapsed();
+
+    QCOMPARE(pieces,
+             (QStringList{"You text ", "most at ", QStringLiteral("night \u2014 \U0001F602 "), "all day."}));
+    // Streamed, not buffered: the first piece came long before the end of the body.
+    QVERIFY2(finishedAt - arrivals.first() >= 500,
+             qPrintable(
+                 QStringLiteral("first piece at %1 ms, end at %2 ms").arg(arrivals.first()).arg(finishedAt)));
+    const std::vector<Block> expected{
+        Block::thinking("They want a read.", "EqQBCgIYAh"),
+        Block::redactedThinking("EmwKAhgBEgy3va3pzix"),
+        Block::text("You text most at night \u2014 \U0001F602 all day."),
+        Block::toolUse(ToolUse{"toolu_01", "search_messages", R"({"query": "dinner", "limit": 5})"}),
+    };
+    QCOMPARE(blocks, expected);
+}
+
+void RelayClientTest::errorEventFailsTheStream() {
+    Response response = textStream({"So far ", "so good"}, 50);
+    response.chunks.insert(
+        4, {sse("error",
+                R"({ "type": "error", "error": { "type": "overloaded_error", "message": "Overloaded" } })"),
+            50});
+    response.chunks.insert(5, {textDelta(0, "never shown"), 3000});
+    server_->setResponse("/v1/chat", response);
+
+    QStringList pieces;
+    QElapsedTimer clock;
+    clock.start();
+    QFuture<std::vector<Block>> future = chat([&](const QString& piece) { pieces.append(piece); });
+    try {
+        await(future);
+        QFAIL("an error event must fail the call");
+    } catch (const dovrel::Agent::StreamError& error) {
+        QCOMPARE(QString::fromUtf8(error.what()), QStringLiteral("Overloaded"));
+    }
+    QVERIFY2(clock.elapsed() < 2000, qPrintable(QString::number(clock.elapsed())));
+    QTest::qWait(200);
+    QCOMPARE(pieces, (QStringList{"So far ", "so good"}));
+}
+
+void RelayClientTest::statusesOtherThan200() {
+    for (const int status : {401, 429, 500, 503, 404}) {
+        Response answer = Response::events(
+            {sse("error", R"({"type":"error","error":{"message":"from the body"}})"), "data: more\n\n"},
+            1500);
+        answer.status = status;
+        server_->setResponse("/v1/chat", answer);
+        server_->setResponse("/v1/ai", Response::json(R"({"text": "an answer in the wrong place"})", status));
+
+        for (const bool streaming : {true, false}) {
+            QElapsedTimer clock;
+            clock.start();
+            const std::optional<AIError> failure =
+                streaming ? aiFailure(chat()) : aiFailure(AI::run(QStringLiteral("hi"), 300));
+            const QString what =
+                QStringLiteral("status %1, %2").arg(status).arg(streaming ? "chat" : "one-shot");
+            QVERIFY2(failure.has_value(), qPrintable(what));
+            if (status == 429) {
+                QCOMPARE(failure->errorCase(), AIError::Case::dailyCap);
+                QCOMPARE(failure->message(),
+                         QStringLiteral("You've hit today's free-tier limit \u2014 it resets tomorrow."));
+            } else {
+                QCOMPARE(failure->errorCase(), AIError::Case::relayFailed);
+                QCOMPARE(failure->status(), std::optional<int>(status));
+                QCOMPARE(QString::fromUtf8(failure->what()),
+                         QStringLiteral("Murmora AI had a hiccup \u2014 try again in a minute."));
+            }
+            // Qt's HTTP layer itself reads a 401 to its end, looking for an authentication challenge.
+            if (streaming && status != 401) {
+                QVERIFY2(clock.elapsed() < 1200,
+                         qPrintable(what + " took " + QString::number(clock.elapsed())));
+            }
+        }
+    }
+}
+
+void RelayClientTest::undecodableAnswers() {
+    for (const QByteArray& body : {QByteArray("<html>Bad gateway</html>"), QByteArray(R"({"txt": "hi"})"),
+                                   QByteArray(R"({"text": 5})"), QByteArray(R"(["text"])"), QByteArray()}) {
+        server_->setResponse("/v1/ai", Response::json(body));
+        QVERIFY_THROWS_EXCEPTION(nlohmann::json::exception, await(AI::run(QStringLiteral("hi"), 300)));
+    }
+    server_->setResponse("/v1/ai", Response::json(R"({"text": "fine", "model": "x"})"));
+    QCOMPARE(await(AI::run(QStringLiteral("hi"), 300)), QStringLiteral("fine"));
+
+    server_->setResponse("/v1/chat", Response::text("<html>Bad gateway</html>\ndata: {oops\ndata:[DONE]\n"));
+    QVERIFY(await(chat()).empty());
+}
+
+void RelayClientTest::transportFailuresAreUnreachable() {
+    const auto expectUnreachable = [this](const QString& what) {
+        for (const bool streaming : {true, false}) {
+            const std::optional<AIError> failure =
+                streaming ? aiFailure(chat()) : aiFailure(AI::run(QStringLiteral("hi"), 300));
+            const QString label = what + (streaming ? " (chat)" : " (one-shot)");
+            QVERIFY2(failure.has_value(), qPrintable(label));
+            QVERIFY2(failure->errorCase() == AIError::Case::unreachable, qPrintable(label));
+            QCOMPARE(failure->message(),
+                     QStringLiteral("Couldn't reach Murmora AI \u2014 check your connection and try again."));
+        }
+    };
+
+    server_->setResponse("/v1/chat", Response::hangingUp());
+    server_->setResponse("/v1/ai", Response::hangingUp());
+    expectUnreachable(QStringLiteral("hang-up"));
+
+    Response brokenStream = textStream({"Half ", "a reply"}, 30);
+    brokenStream.dropMidBody = true;
+    brokenStream.chunks.removeLast(); // the stream never ends properly
+    server_->setResponse("/v1/chat", brokenStream);
+    Response brokenAnswer = Response::json(R"({"text": "a complete answer that is cut off"})");
+    brokenAnswer.dropMidBody = true;
+    server_->setResponse("/v1/ai", brokenAnswer);
+    expectUnreachable(QStringLiteral("dropped connection"));
+
+    qputenv("MURMORA_RELAY_URL", QStringLiteral("http://127.0.0.1:%1").arg(closedPort()).toUtf8());
+    expectUnreachable(QStringLiteral("closed port"));
+
+    for (const char* address : {"https://exa mple.com", "relay.example.com", "ftp://relay.example.com"}) {
+        qputenv("MURMORA_RELAY_URL", address);
+        expectUnreachable(QString::fromUtf8(address));
+    }
+}
+
+void RelayClientTest::cancellingStopsTheStream() {
+    QList<QByteArray> many;
+    for (int i = 0; i < 12; ++i) {
+        many.append("piece " + QByteArray::number(i) + " ");
+    }
+    server_->setResponse("/v1/chat", textStream(many, 200));
+
+    QStringList pieces;
+    QFuture<std::vector<Block>> future = chat([&](const QString& piece) { pieces.append(piece); });
+    QVERIFY(QTest::qWaitFor([&] { return !pieces.isEmpty(); }, 5000));
+    future.cancel();
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(waitFor(future, 1000));
+    QVERIFY(clock.elapsed() < 1000);
+    const qsizetype shown = pieces.size();
+    QVERIFY(shown < many.size());
+    QTest::qWait(700);
+    QCOMPARE(pieces.size(), shown);
+    QVERIFY(future.isCanceled());
+    QCOMPARE(future.resultCount(), 0);
+    bool failedOrContinued = false;
+    future.then([&](const std::vector<Block>&) { failedOrContinued = true; }).onFailed([&] {
+        failedOrContinued = true;
+    });
+    QTest::qWait(50);
+    QVERIFY(!failedOrContinued);
+
+    Response slow = textStream({"late"}, 0);
+    slow.delayMs = 3000;
+    server_->setResponse("/v1/chat", slow);
+    QFuture<std::vector<Block>> early = chat([&](const QString& piece) { pieces.append(piece); });
+    QVERIFY(server_->waitForRequests(2));
+    early.cancel();
+    QVERIFY(waitFor(early, 1000));
+    QVERIFY(early.isCanceled());
+    QTest::qWait(200);
+    QCOMPARE(pieces.size(), shown);
+
+    // The relay is still usable afterwards.
+    server_->setResponse("/v1/chat", textStream({"again"}, 0));
+    QCOMPARE(await(chat()), std::vector<Block>{Block::text("again")});
+}
+
+#endif
+
+QTEST_GUILESS_MAIN(RelayClientTest)
+#include "RelayClientTest.moc"
