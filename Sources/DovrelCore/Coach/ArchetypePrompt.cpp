@@ -1,5 +1,6 @@
 #include "Coach/ArchetypePrompt.h"
 
+#include "Coach/PromptText.h"
 #include "Foundation/Unicode.h"
 
 #include <cmath>
@@ -10,27 +11,8 @@
 namespace dovrel::ArchetypePrompt {
 namespace {
 
-// A number cut towards zero, in plain decimal.
-std::string whole(double value) {
-    const double cut = std::trunc(value);
-    if (cut > -9.2e18 && cut < 9.2e18) {
-        return std::to_string(static_cast<long long>(cut));
-    }
-    char buffer[512];
-    std::snprintf(buffer, sizeof buffer, "%.0f", cut);
-    return buffer;
-}
-
-std::string joined(const std::vector<std::string>& lines) {
-    std::string out;
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        if (i > 0) {
-            out += '\n';
-        }
-        out += lines[i];
-    }
-    return out;
-}
+using PromptText::joined;
+using PromptText::whole;
 
 bool isLineBreak(char32_t c) {
     return (c >= 0x0A && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029;

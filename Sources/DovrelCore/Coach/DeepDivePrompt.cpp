@@ -1,5 +1,7 @@
 #include "Coach/DeepDivePrompt.h"
 
+#include "Coach/PromptText.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
@@ -8,32 +10,13 @@
 namespace dovrel::DeepDivePrompt {
 namespace {
 
-// A number cut towards zero, in plain decimal.
-std::string whole(double value) {
-    const double cut = std::trunc(value);
-    if (cut > -9.2e18 && cut < 9.2e18) {
-        return std::to_string(static_cast<long long>(cut));
-    }
-    char buffer[512];
-    std::snprintf(buffer, sizeof buffer, "%.0f", cut);
-    return buffer;
-}
+using PromptText::joined;
+using PromptText::whole;
 
 std::string oneDecimal(double value) {
     char buffer[512];
     std::snprintf(buffer, sizeof buffer, "%.1f", value);
     return buffer;
-}
-
-std::string joined(const std::vector<std::string>& lines) {
-    std::string out;
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        if (i > 0) {
-            out += '\n';
-        }
-        out += lines[i];
-    }
-    return out;
 }
 
 constexpr std::string_view sections =
