@@ -157,6 +157,8 @@ public:
     void setEnvironment(std::function<Generator::Environment()> environment) {
         environment_ = std::move(environment);
     }
+    // The surroundings as they are now: home folder, calendar, and the clock when it is fixed.
+    Generator::Environment environment() const { return environment_(); }
 
     // For the coach and the screens that edit what is persisted.
     void setDeepDive(const std::string& handle, dovrel::StoredDive dive);
