@@ -124,6 +124,28 @@ TEST(DatabaseCopierTest, CopiesSideFilesThatExistIntoAFreshFolder) {
     fs::remove_all(second.parent_path());
 }
 
+// Messages keeps its database open in write-ahead mode, so recent rows live only in the log while we copy.
+TEST(DatabaseCopierTest, RowsStillInTheWriteAheadLogReachTheCopyAndTheSourceIsLeftAlone) {
+    const TempDir dir;
+    const fs::path source = dir.path() / "source.db";
+    SQLiteDB writer(source.string(), false);
+    writer.execute("PRAGMA journal_mode = WAL; PRAGMA wal_autocheckpoint = 0; CREATE TABLE t(x INTEGER);"
+                   "WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < 3000) "
+                   "INSERT INTO t SELECT i FROM n;");
+    ASSERT_GT(fs::file_size(source.string() + "-wal"), 0u);
+    const auto sourceLog = fs::file_size(source.string() + "-wal");
+
+    const fs::path copy = DatabaseCopier::copyForReading(source);
+    EXPECT_FALSE(fs::exists(copy.string() + "-wal")) << "the copy's log is folded into it";
+    const std::vector<SQLRow> rows =
+        SQLiteDB(copy.string(), true).query("SELECT count(*) AS n, sum(x) AS s FROM t");
+    ASSERT_EQ(rows.size(), 1u);
+    EXPECT_EQ(rows[0].int64("n"), 3000);
+    EXPECT_EQ(rows[0].int64("s"), 3000 * 3001 / 2);
+    EXPECT_EQ(fs::file_size(source.string() + "-wal"), sourceLog);
+    fs::remove_all(copy.parent_path());
+}
+
 TEST(DatabaseCopierTest, ParallelCallsMakeSeparateFoldersAndMissingSourceThrows) {
     const TempDir dir;
     const fs::path source = dir.path() / "source.db";

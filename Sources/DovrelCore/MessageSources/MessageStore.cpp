@@ -4,6 +4,9 @@
 #include "MessageSources/TypedStream.h"
 
 #include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <string_view>
 #include <unordered_map>
 
 namespace dovrel {
@@ -26,21 +29,104 @@ bool isExactlyOne(const std::optional<std::int64_t>& value) {
     return value.has_value() && *value == 1;
 }
 
-// The text column wins whenever it holds text, even empty text; only a missing text falls back to the body.
-std::optional<std::string> messageText(SQLRow& row) {
-    if (auto text = row.takeString("text")) {
-        return text;
+struct HandleHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view handle) const { return std::hash<std::string_view>{}(handle); }
+};
+
+// Where the statement's columns stand, looked up once.
+struct Columns {
+    explicit Columns(const SQLRowView& row)
+        : handle(row.columnIndex("handle"))
+        , displayName(row.columnIndex("display_name"))
+        , text(row.columnIndex("text"))
+        , body(row.columnIndex("body"))
+        , date(row.columnIndex("date"))
+        , isFromMe(row.columnIndex("is_from_me"))
+        , isRead(row.columnIndex("is_read")) {}
+
+    std::ptrdiff_t handle, displayName, text, body, date, isFromMe, isRead;
+};
+
+// The text column wins whenever it holds text, even empty text; only a missing text falls back to the body,
+// which is not even read otherwise.
+std::optional<std::string> messageText(const SQLRowView& row, const Columns& columns) {
+    if (const std::optional<std::string_view> text = row.text(columns.text)) {
+        return std::string(*text);
     }
-    if (const Bytes* body = row.blobRef("body")) {
+    if (const auto body = row.blob(columns.body)) {
         return TypedStream::extractText(*body);
     }
     return std::nullopt;
 }
 
+// Left to guess, SQLite's planner takes the join table for small next to `message` and drives the one-to-one
+// statement chat by chat, then sorts every row by date: a sort that spills to disk and grows faster than the
+// history. Told the real sizes (the statistics ANALYZE would find, at the cost of a whole scan), it walks
+// `message` through its date index instead and needs no sort. Rows and their order stay what the statement
+// says. The copy is private, so writing into it harms nothing; when it cannot be written the read goes on
+// with the planner's guess.
+void describeSizesToPlanner(const std::string& dbPath) {
+    static const char* const statistics = R"sql(
+ANALYZE sqlite_schema;
+DELETE FROM sqlite_stat1 WHERE idx IN ('message_idx_date', 'chat_message_join_idx_message_id_only',
+                                       'sqlite_autoindex_chat_message_join_1');
+INSERT INTO sqlite_stat1
+SELECT 'message', 'message_idx_date', (SELECT max(ROWID) FROM message) || ' 1'
+WHERE EXISTS (SELECT 1 FROM sqlite_schema WHERE type = 'index' AND name = 'message_idx_date');
+INSERT INTO sqlite_stat1
+SELECT 'chat_message_join', 'chat_message_join_idx_message_id_only',
+       (SELECT max(ROWID) FROM chat_message_join) || ' 1'
+WHERE EXISTS (SELECT 1 FROM sqlite_schema WHERE type = 'index'
+                                            AND name = 'chat_message_join_idx_message_id_only');
+INSERT INTO sqlite_stat1
+SELECT 'chat_message_join', 'sqlite_autoindex_chat_message_join_1',
+       (SELECT max(ROWID) FROM chat_message_join) || ' ' ||
+       max(1, (SELECT max(ROWID) FROM chat_message_join) / max(1, (SELECT count(*) FROM chat))) || ' 1'
+WHERE EXISTS (SELECT 1 FROM sqlite_schema WHERE type = 'index'
+                                            AND name = 'sqlite_autoindex_chat_message_join_1');
+)sql";
+    std::error_code error;
+    if (!std::filesystem::is_regular_file(dbPath, error)) {
+        return; // opening for writing would create it
+    }
+    try {
+        SQLiteDB db(dbPath, false);
+        db.execute(std::string("PRAGMA synchronous = OFF; BEGIN;") + statistics + "COMMIT;");
+    } catch (const SQLiteError&) {
+    }
+}
+
+// Reading walks `message` in date order, which is not quite the order of its pages, so the same pages are
+// fetched again and again; a cache of about 1/64 of the file, bounded, keeps most of them. (Mapping the file
+// instead saves a little more time but makes every page read count as resident memory.) The setting changes
+// no row, and if SQLite refuses it the read works as before.
+void tuneForBulkReading(SQLiteDB& db, const std::string& dbPath) {
+    std::error_code error;
+    const std::uintmax_t size = std::filesystem::file_size(dbPath, error);
+    if (error) {
+        return;
+    }
+    constexpr std::uintmax_t minCacheKiB = 8 * 1024;
+    constexpr std::uintmax_t maxCacheKiB = 64 * 1024;
+    const std::uintmax_t cacheKiB = std::clamp(size / 1024 / 64, minCacheKiB, maxCacheKiB);
+    try {
+        db.execute("PRAGMA cache_size = -" + std::to_string(cacheKiB) + ";");
+    } catch (const SQLiteError&) {
+    }
+}
+
+SQLiteDB openForReading(const std::string& dbPath) {
+    describeSizesToPlanner(dbPath);
+    SQLiteDB db(dbPath, true);
+    tuneForBulkReading(db, dbPath);
+    return db;
+}
+
 } // namespace
 
 MessageStore::MessageStore(const std::string& dbPath)
-    : db_(dbPath, true) {}
+    : db_(openForReading(dbPath)) {}
 
 const std::string& MessageStore::oneToOneStatement() {
     return oneToOneSQL;
@@ -48,34 +134,39 @@ const std::string& MessageStore::oneToOneStatement() {
 
 std::vector<ContactThread> MessageStore::oneToOneThreads(ReadCounts* counts) {
     std::vector<ContactThread> threads;
-    std::unordered_map<std::string, std::size_t> indexByHandle;
+    std::unordered_map<std::string, std::size_t, HandleHash, std::equal_to<>> indexByHandle;
     ReadCounts seen;
+    std::optional<Columns> columns;
 
-    db_.forEachRow(oneToOneSQL, [&](SQLRow& row) {
+    db_.forEachRowInPlace(oneToOneSQL, [&](const SQLRowView& row) {
+        if (!columns) {
+            columns.emplace(row);
+        }
         ++seen.rows;
-        const std::string* handle = row.stringRef("handle");
-        const std::optional<std::int64_t> rawDate = row.int64("date");
-        if (handle == nullptr || !rawDate) {
+        const std::optional<std::string_view> handle = row.text(columns->handle);
+        const std::optional<std::int64_t> rawDate = row.int64(columns->date);
+        if (!handle || !rawDate) {
             ++seen.dropped;
             return;
         }
-        std::optional<std::string> text = messageText(row);
+        std::optional<std::string> text = messageText(row, *columns);
         if (!text || text->empty()) {
             ++seen.dropped;
             return;
         }
-        const bool isFromMe = isExactlyOne(row.int64("is_from_me"));
+        const bool isFromMe = isExactlyOne(row.int64(columns->isFromMe));
         RawMessage message{AppleDate::date(*rawDate), isFromMe, std::move(*text),
-                           isFromMe || isExactlyOne(row.int64("is_read"))};
+                           isFromMe || isExactlyOne(row.int64(columns->isRead))};
 
-        auto [entry, inserted] = indexByHandle.try_emplace(*handle, threads.size());
-        if (inserted) {
+        auto entry = indexByHandle.find(*handle);
+        if (entry == indexByHandle.end()) {
             // The first row of a handle decides its display name, even when it has none.
             std::optional<std::string> displayName;
-            if (const std::string* name = row.stringRef("display_name"); name != nullptr && !name->empty()) {
-                displayName = *name;
+            if (const auto name = row.text(columns->displayName); name && !name->empty()) {
+                displayName = std::string(*name);
             }
-            threads.push_back(ContactThread{*handle, std::move(displayName), {}});
+            entry = indexByHandle.emplace(std::string(*handle), threads.size()).first;
+            threads.push_back(ContactThread{entry->first, std::move(displayName), {}});
         }
         threads[entry->second].messages.push_back(std::move(message));
     });

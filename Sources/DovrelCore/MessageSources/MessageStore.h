@@ -20,7 +20,7 @@ struct ReadCounts {
 // The reader of the Messages database. Always made on a copy (DatabaseCopier), never on the live file.
 class MessageStore {
 public:
-    // Opens read-only. Throws SQLiteError.
+    // Gives the copy's planner the sizes of its tables, then opens it read-only. Throws SQLiteError.
     explicit MessageStore(const std::string& dbPath);
 
     // Every one-to-one thread, most messages first; all chats that share a handle merge into one thread.

@@ -1,23 +1,50 @@
 #include "MessageSources/SQLRow.h"
 
+#include "Foundation/Unicode.h"
+#include "MessageSources/SQLiteError.h"
+
+#include <cmath>
+#include <sqlite3.h>
+
 namespace dovrel {
+namespace {
 
-SQLRow::SQLRow(Columns columns, std::vector<SQLValue> cells)
-    : columns_(std::move(columns))
-    , cells_(std::move(cells)) {}
-
-std::ptrdiff_t SQLRow::indexOf(std::string_view column) const {
-    if (!columns_) {
+// Searching from the back makes the later of two equal names win, as with map insertion.
+std::ptrdiff_t lastIndexOf(const SQLRow::Columns& columns, std::string_view column) {
+    if (!columns) {
         return -1;
     }
-    // Searching from the back makes the later of two equal names win, as with map insertion.
-    const std::vector<std::string>& names = *columns_;
+    const std::vector<std::string>& names = *columns;
     for (std::size_t i = names.size(); i-- > 0;) {
         if (names[i] == column) {
             return static_cast<std::ptrdiff_t>(i);
         }
     }
     return -1;
+}
+
+// The schemas read here keep no fractions in the columns asked for, so a REAL is read as an integer, cut
+// towards zero. A value with no integer form only comes from a damaged or hostile file: that is an error
+// of the file, never a reason to end the process.
+std::int64_t truncatedInteger(double value, sqlite3_stmt* statement, int column) {
+    constexpr double limit = 9223372036854775808.0; // 2^63
+    if (!std::isfinite(value) || value >= limit || value < -limit) {
+        const char* name = sqlite3_column_name(statement, column);
+        throw SQLiteError(SQLiteError::Case::stepFailed,
+                          std::string("REAL value with no 64-bit integer form in column ") +
+                              (name != nullptr ? name : "?"));
+    }
+    return static_cast<std::int64_t>(std::trunc(value));
+}
+
+} // namespace
+
+SQLRow::SQLRow(Columns columns, std::vector<SQLValue> cells)
+    : columns_(std::move(columns))
+    , cells_(std::move(cells)) {}
+
+std::ptrdiff_t SQLRow::indexOf(std::string_view column) const {
+    return lastIndexOf(columns_, column);
 }
 
 const SQLRow::SQLValue* SQLRow::value(std::string_view column) const {
@@ -83,6 +110,108 @@ std::optional<std::string> SQLRow::takeString(std::string_view column) {
         return std::move(*text);
     }
     return std::nullopt;
+}
+
+SQLRowView::SQLRowView(sqlite3_stmt* statement, SQLRow::Columns columns)
+    : statement_(statement)
+    , columns_(std::move(columns)) {
+    const std::size_t count = columns_ ? columns_->size() : 0;
+    cases_.resize(count, Case::null);
+    reals_.resize(count, 0);
+    real_.resize(count, false);
+    repaired_.resize(count);
+    repairedRow_.resize(count, 0);
+}
+
+std::ptrdiff_t SQLRowView::columnIndex(std::string_view column) const {
+    return lastIndexOf(columns_, column);
+}
+
+void SQLRowView::load() {
+    ++row_;
+    for (std::size_t i = 0; i < cases_.size(); ++i) {
+        const int column = static_cast<int>(i);
+        const int type = sqlite3_column_type(statement_, column);
+        real_[i] = type == SQLITE_FLOAT;
+        switch (type) {
+        case SQLITE_INTEGER:
+            cases_[i] = Case::int64;
+            break;
+        case SQLITE_FLOAT:
+            cases_[i] = Case::int64;
+            reals_[i] = truncatedInteger(sqlite3_column_double(statement_, column), statement_, column);
+            break;
+        case SQLITE_TEXT:
+            cases_[i] = Case::text;
+            break;
+        case SQLITE_BLOB:
+            cases_[i] = Case::blob;
+            break;
+        default:
+            cases_[i] = Case::null;
+        }
+    }
+}
+
+std::optional<std::int64_t> SQLRowView::int64(std::ptrdiff_t column) const {
+    if (type(column) != Case::int64) {
+        return std::nullopt;
+    }
+    if (real_[index(column)]) {
+        return reals_[index(column)];
+    }
+    return std::int64_t{sqlite3_column_int64(statement_, static_cast<int>(column))};
+}
+
+std::optional<std::string_view> SQLRowView::text(std::ptrdiff_t column) const {
+    if (type(column) != Case::text) {
+        return std::nullopt;
+    }
+    const int at = static_cast<int>(column);
+    const auto* bytes = sqlite3_column_text(statement_, at);
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, at));
+    if (bytes == nullptr) {
+        return std::string_view();
+    }
+    const std::span<const std::uint8_t> span(bytes, size);
+    if (unicode::isValidUTF8(span)) {
+        return std::string_view(reinterpret_cast<const char*>(bytes), size);
+    }
+    std::string& repaired = repaired_[index(column)];
+    if (repairedRow_[index(column)] != row_) {
+        repaired = unicode::repairUTF8(span);
+        repairedRow_[index(column)] = row_;
+    }
+    return std::string_view(repaired);
+}
+
+std::optional<std::span<const std::uint8_t>> SQLRowView::blob(std::ptrdiff_t column) const {
+    if (type(column) != Case::blob) {
+        return std::nullopt;
+    }
+    const int at = static_cast<int>(column);
+    const auto* data = static_cast<const std::uint8_t*>(sqlite3_column_blob(statement_, at));
+    const auto size = static_cast<std::size_t>(sqlite3_column_bytes(statement_, at));
+    if (data == nullptr || size == 0) {
+        return std::span<const std::uint8_t>();
+    }
+    return std::span<const std::uint8_t>(data, size);
+}
+
+SQLRow::SQLValue SQLRowView::value(std::ptrdiff_t column) const {
+    switch (type(column)) {
+    case Case::int64:
+        return *int64(column);
+    case Case::text:
+        return std::string(*text(column));
+    case Case::blob: {
+        const std::span<const std::uint8_t> bytes = *blob(column);
+        return Bytes(bytes.begin(), bytes.end());
+    }
+    case Case::null:
+        break;
+    }
+    return std::monostate{};
 }
 
 } // namespace dovrel

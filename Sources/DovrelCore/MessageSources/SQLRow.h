@@ -6,10 +6,13 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
+
+struct sqlite3_stmt;
 
 namespace dovrel {
 
@@ -48,6 +51,51 @@ private:
 
     Columns columns_;
     std::vector<SQLValue> cells_;
+};
+
+// The row a running statement stands on, read in place: a cell is decoded only when it is asked for, and
+// text and blobs are lent out of SQLite's own buffers. The rules are those of SQLRow: the same four cases, a
+// REAL read as an integer cut towards zero, invalid UTF-8 replaced. Look column indexes up once per
+// statement; an index of -1 (an absent column) reads as null.
+//
+// Only valid inside the visit that hands it out, and so is everything it lends.
+class SQLRowView {
+public:
+    // The cases in SQLRow::SQLValue's order.
+    enum class Case : std::uint8_t { int64, text, blob, null };
+
+    std::size_t columnCount() const { return cases_.size(); }
+    // The index of a column, or -1. When two columns have one name, the later one counts.
+    std::ptrdiff_t columnIndex(std::string_view column) const;
+
+    Case type(std::ptrdiff_t column) const { return inRange(column) ? cases_[index(column)] : Case::null; }
+    std::optional<std::int64_t> int64(std::ptrdiff_t column) const;
+    std::optional<std::string_view> text(std::ptrdiff_t column) const;
+    std::optional<std::span<const std::uint8_t>> blob(std::ptrdiff_t column) const;
+    // An owned copy of the cell.
+    SQLRow::SQLValue value(std::ptrdiff_t column) const;
+
+private:
+    friend class SQLiteDB;
+    SQLRowView(sqlite3_stmt* statement, SQLRow::Columns columns);
+    // Reads the cases of the row the statement now stands on. Throws SQLiteError (stepFailed) for a REAL
+    // with no 64-bit integer form, in any column, as building an SQLRow does.
+    void load();
+
+    bool inRange(std::ptrdiff_t column) const {
+        return column >= 0 && static_cast<std::size_t>(column) < cases_.size();
+    }
+    static std::size_t index(std::ptrdiff_t column) { return static_cast<std::size_t>(column); }
+
+    sqlite3_stmt* statement_;
+    SQLRow::Columns columns_;
+    std::vector<Case> cases_;
+    std::vector<bool> real_;
+    std::vector<std::int64_t> reals_; // the integer form of REAL cells
+    // Text that needed repair, kept per column for the row it was made for.
+    std::uint64_t row_ = 0;
+    mutable std::vector<std::string> repaired_;
+    mutable std::vector<std::uint64_t> repairedRow_;
 };
 
 } // namespace dovrel

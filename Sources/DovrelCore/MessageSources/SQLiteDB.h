@@ -31,6 +31,10 @@ public:
     // the rows already visited stay visited; the error goes up.
     void forEachRow(const std::string& sql, const std::function<void(SQLRow&)>& visit);
 
+    // The same rows read in place: `visit` sees each row through a view and copies only what it keeps, with
+    // no SQLRow built. For readers of millions of rows.
+    void forEachRowInPlace(const std::string& sql, const std::function<void(const SQLRowView&)>& visit);
+
     // Runs statements with no result. Throws stepFailed.
     void execute(const std::string& sql);
 

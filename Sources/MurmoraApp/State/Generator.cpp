@@ -7,6 +7,7 @@
 
 #include <QDir>
 #include <algorithm>
+#include <thread>
 
 namespace murmora {
 
@@ -46,8 +47,8 @@ Result run(int days, const Progress& progress, const Environment& environment) {
     const double span = static_cast<double>(days) * 86400.0;
     const dovrel::DateInterval period{now - span, span};
     // Each message's local time and text features are worked out once and shared by every measurement.
-    const std::vector<dovrel::MeasuredThread> measured =
-        dovrel::measureThreads(threads, environment.calendar);
+    const std::vector<dovrel::MeasuredThread> measured = dovrel::measureThreads(
+        threads, environment.calendar, std::max(1u, std::thread::hardware_concurrency()));
     result.stats = dovrel::WrappedStats::compute(measured, period, environment.calendar);
     if (result.stats.totalMessages < 1) {
         throw DomainError("murmora", 1, "No messages found in the last " + std::to_string(days) + " days.");
