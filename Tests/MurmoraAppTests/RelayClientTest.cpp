@@ -4,6 +4,7 @@
 #include "AI/AIError.h"
 #include "AI/RelayConfig.h"
 #include "LocalHttpServer.h"
+#include "RelayEvents.h"
 #include "TestHome.h"
 
 #include <nlohmann/json.hpp>
@@ -23,6 +24,7 @@ using dovrel::Agent::ToolDef;
 using dovrel::Agent::ToolUse;
 using Json = nlohmann::json;
 using Response = LocalHttpServer::Response;
+using namespace relayevents;
 
 // QCOMPARE cannot take JSON values; this shows both sides when they differ.
 #define COMPARE_JSON(actual, expected)                                                                       \
@@ -33,49 +35,6 @@ using Response = LocalHttpServer::Response;
     } while (false)
 
 namespace {
-
-// One server-sent event as the relay forwards it: an `event:` line, a `data:` line, a blank line.
-QByteArray sse(const QByteArray& name, const QByteArray& data, const QByteArray& lineEnd = "\n") {
-    return "event: " + name + lineEnd + "data: " + data + lineEnd + lineEnd;
-}
-
-QByteArray textDelta(int index, const QByteArray& text) {
-    return sse("content_block_delta", R"({"type":"content_block_delta","index":)" +
-                                          QByteArray::number(index) +
-                                          R"(,"delta":{"type":"text_delta","text":")" + text + "\"}}");
-}
-
-QByteArray blockStart(int index, const QByteArray& block) {
-    return sse("content_block_start", R"({"type":"content_block_start","index":)" +
-                                          QByteArray::number(index) + R"(,"content_block":)" + block + "}");
-}
-
-QByteArray blockStop(int index) {
-    return sse("content_block_stop",
-               R"({"type":"content_block_stop","index":)" + QByteArray::number(index) + "}");
-}
-
-const QByteArray messageStart =
-    sse("message_start", R"({"type":"message_start","message":{"id":"msg_01","type":"message",)"
-                         R"("role":"assistant","content":[],"model":"claude","stop_reason":null,)"
-                         R"("usage":{"input_tokens":812,"output_tokens":3}}})");
-const QByteArray ping = sse("ping", R"({"type": "ping"})");
-const QByteArray messageStop = sse("message_stop", R"({"type":"message_stop"})");
-
-QByteArray messageDelta(const QByteArray& stopReason) {
-    return sse("message_delta", R"({"type":"message_delta","delta":{"stop_reason":")" + stopReason +
-                                    R"(","stop_sequence":null},"usage":{"output_tokens":89}})");
-}
-
-// A stream that says `pieces` in one text block, each piece its own network chunk `delayMs` apart.
-Response textStream(const QList<QByteArray>& pieces, int delayMs) {
-    QList<QByteArray> chunks{messageStart, blockStart(0, R"({"type":"text","text":""})")};
-    for (const QByteArray& piece : pieces) {
-        chunks.append(textDelta(0, piece));
-    }
-    chunks.append(blockStop(0) + messageDelta("end_turn") + messageStop);
-    return Response::events(chunks, delayMs);
-}
 
 template <typename T> bool waitFor(const QFuture<T>& future, int timeoutMs) {
     return QTest::qWaitFor([&future] { return future.isFinished(); }, timeoutMs);

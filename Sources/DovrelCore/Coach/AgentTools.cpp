@@ -120,7 +120,6 @@ constexpr std::string_view instructionText =
     "Use tools freely (several rounds is fine), then answer. Count and cite what you found — evidence over "
     "guessing. Quote at most short fragments back to me.";
 
-constexpr std::string_view fenceOpener = "```tool";
 constexpr std::string_view fence = "```";
 
 // A call nested deeper than this is no call; refusing it bounds the work a hostile reply can cause.

@@ -37,6 +37,9 @@ void from_json(const nlohmann::json& in, Call& call);
 // The eleven tools offered to the model, built once.
 const std::vector<Agent::ToolDef>& defs();
 
+// What opens a fenced tool block. A prompt that holds it already explains the convention.
+inline constexpr std::string_view fenceOpener = "```tool";
+
 // The tools in prose, with the fenced-block convention, for a prompt to a provider without native tools.
 std::string_view instructions();
 

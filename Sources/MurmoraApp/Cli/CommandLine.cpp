@@ -1,11 +1,14 @@
 #include "Cli/CommandLine.h"
 
+#include "AI/AIError.h"
 #include "Coach/CoachEngine.h"
+#include "Foundation/Unicode.h"
 #include "State/AppState.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
 #include <QFile>
+#include <QTimer>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -14,6 +17,7 @@ namespace {
 
 constexpr int exitFailed = 1;
 constexpr int exitNoAccess = 2;
+constexpr int exitDailyCap = 3;
 constexpr int exitUsage = 64;
 
 const char* const usage =
@@ -27,6 +31,10 @@ const char* const usage =
     "                     window, person_stats, compare, overview, unanswered, groups,\n"
     "                     group_stats) with its JSON input, in a chat focused on the person\n"
     "                     --person names; print the status line, then the result\n"
+    "  coach [--person NAME] TEXT\n"
+    "                     ask the coach, in the chat with the person --person names or the\n"
+    "                     general one; tool status lines go to standard error, the answer\n"
+    "                     to standard output (exit 3 when the relay's daily cap is used up)\n"
     "  help               print this text\n";
 
 // Opening the file is the only test of the permission to read it; says how to get it when it fails.
@@ -79,6 +87,49 @@ int learnCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
     return 0;
 }
 
+// Starts the state as the window does: the stored files restored, the access checked, and the threads read by
+// the run that follows (silent when there was a profile). Threads are never stored, so a run always comes.
+// Returns 0 when the threads are there, else the exit code, with the reason on `err`.
+int startLikeTheWindow(AppState& state, std::ostream& err) {
+    state.setRevealPause(std::chrono::milliseconds(0));
+    if (!canReadDatabase(err)) {
+        return exitNoAccess;
+    }
+    bool succeeded = false;
+    QEventLoop loop;
+    QObject::connect(&state, &AppState::runFinished, &loop, [&](bool ok) {
+        succeeded = ok;
+        loop.quit();
+    });
+    state.checkAccess();
+    if (state.phase() == AppState::Phase::NeedsAccess) {
+        canReadDatabase(err);
+        return exitNoAccess;
+    }
+    loop.exec();
+    if (!succeeded) {
+        const QString reason = state.failureText();
+        err << (reason.isEmpty() ? std::string("Could not read your messages.") : reason.toStdString())
+            << std::endl;
+        return exitFailed;
+    }
+    return 0;
+}
+
+// The group chats are read in the background; the tools that need them answer "still loading" until then.
+void loadGroupsAndWait(AppState& state) {
+    QEventLoop loop;
+    QObject::connect(&state, &AppState::groupsLoadingChanged, &loop, [&] {
+        if (!state.groupsLoading()) {
+            loop.quit();
+        }
+    });
+    state.loadGroups();
+    if (state.groupsLoading()) {
+        loop.exec();
+    }
+}
+
 // One tool call of the coach, run by the same code as in a coach turn, over the state the window would have:
 // the stored files restored, the access checked, and the threads read by the run that follows.
 int toolCommand(const QStringList& arguments, std::ostream& out, std::ostream& err) {
@@ -118,30 +169,8 @@ int toolCommand(const QStringList& arguments, std::ostream& out, std::ostream& e
     }
 
     AppState state(nullptr);
-    state.setRevealPause(std::chrono::milliseconds(0));
-    if (!canReadDatabase(err)) {
-        return exitNoAccess;
-    }
-    // Threads are never stored: whatever the files held, a run brings them, silent when there was a profile.
-    bool succeeded = false;
-    {
-        QEventLoop loop;
-        QObject::connect(&state, &AppState::runFinished, &loop, [&](bool ok) {
-            succeeded = ok;
-            loop.quit();
-        });
-        state.checkAccess();
-        if (state.phase() == AppState::Phase::NeedsAccess) {
-            canReadDatabase(err);
-            return exitNoAccess;
-        }
-        loop.exec();
-    }
-    if (!succeeded) {
-        const QString reason = state.failureText();
-        err << (reason.isEmpty() ? std::string("Could not read your messages.") : reason.toStdString())
-            << std::endl;
-        return exitFailed;
+    if (const int failure = startLikeTheWindow(state, err)) {
+        return failure;
     }
 
     CoachEngine engine;
@@ -161,21 +190,89 @@ int toolCommand(const QStringList& arguments, std::ostream& out, std::ostream& e
     const bool readsGroups = name == QLatin1String("groups") || name == QLatin1String("group_stats") ||
                              (parsed.contains("group") && !parsed.at("group").is_null());
     if (readsGroups) {
-        QEventLoop loop;
-        QObject::connect(&state, &AppState::groupsLoadingChanged, &loop, [&] {
-            if (!state.groupsLoading()) {
-                loop.quit();
-            }
-        });
-        state.loadGroups();
-        if (state.groupsLoading()) {
-            loop.exec();
-        }
+        loadGroupsAndWait(state);
     }
 
     const CoachEngine::ToolOutput output =
         engine.execute(dovrel::Agent::ToolUse{"cli-0", name.toStdString(), inputJSON}, person);
     out << output.status << "\n" << output.result << std::endl;
+    return 0;
+}
+
+// One coach turn, as the coach screen sends it: the answer is stored in the transcript like any other, and
+// the command ends only when the memory update or session note the turn started is stored too.
+int coachCommand(const QStringList& arguments, std::ostream& out, std::ostream& err) {
+    std::optional<QString> personName;
+    QStringList words;
+    for (qsizetype i = 2; i < arguments.size(); ++i) {
+        if (arguments.at(i) == QLatin1String("--person")) {
+            if (i + 1 == arguments.size()) {
+                err << "coach: expected a name after --person\n\n" << usage;
+                return exitUsage;
+            }
+            personName = arguments.at(++i);
+        } else {
+            words.append(arguments.at(i));
+        }
+    }
+    const std::string text(dovrel::unicode::trimmed(words.join(QLatin1Char(' ')).toStdString()));
+    if (text.empty()) {
+        err << "coach: expected a message\n\n" << usage;
+        return exitUsage;
+    }
+
+    AppState state(nullptr);
+    if (const int failure = startLikeTheWindow(state, err)) {
+        return failure;
+    }
+    CoachEngine engine;
+    engine.setState(&state);
+    std::optional<dovrel::PersonInsights> person;
+    if (personName) {
+        const dovrel::PersonInsights* found = engine.findPerson(personName->toStdString());
+        if (found == nullptr) {
+            err << "coach: no one found named " << personName->toStdString() << std::endl;
+            return exitFailed;
+        }
+        person = *found;
+    }
+    // The coach may ask about group chats; they are read first so that its tools can answer.
+    loadGroupsAndWait(state);
+
+    QEventLoop loop;
+    QObject::connect(&engine, &CoachEngine::toolRan, &loop,
+                     [&err](const QString& status) { err << status.toStdString() << std::endl; });
+    // Checked a moment after each change, so that work a turn starts as it ends is counted.
+    const auto quitWhenIdle = [&] {
+        QTimer::singleShot(0, &loop, [&] {
+            if (!engine.thinking() && engine.backgroundWork() == 0) {
+                loop.quit();
+            }
+        });
+    };
+    QObject::connect(&engine, &CoachEngine::thinkingChanged, &loop, quitWhenIdle);
+    QObject::connect(&engine, &CoachEngine::backgroundWorkChanged, &loop, quitWhenIdle);
+    engine.send(text, person);
+    if (engine.thinking() || engine.backgroundWork() > 0) {
+        loop.exec();
+    }
+
+    if (engine.capHit()) {
+        err << AIError::message(AIError::Case::dailyCap).toStdString() << std::endl;
+        return exitDailyCap;
+    }
+    if (engine.errorText()) {
+        err << *engine.errorText() << std::endl;
+        return exitFailed;
+    }
+    const std::string key = person ? person->handleID : std::string();
+    const auto transcript = state.coachTranscripts().find(key);
+    if (transcript == state.coachTranscripts().end() || transcript->second.empty() ||
+        transcript->second.back().role != dovrel::CoachMessage::Role::coach) {
+        err << "coach: no answer" << std::endl;
+        return exitFailed;
+    }
+    out << transcript->second.back().text << std::endl;
     return 0;
 }
 
@@ -188,6 +285,9 @@ int runCommandLine(const QStringList& arguments, std::ostream& out, std::ostream
     }
     if (command == QLatin1String("tool")) {
         return toolCommand(arguments, out, err);
+    }
+    if (command == QLatin1String("coach")) {
+        return coachCommand(arguments, out, err);
     }
     if (command == QLatin1String("help") || command == QLatin1String("--help")) {
         out << usage;

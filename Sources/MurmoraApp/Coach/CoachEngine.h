@@ -14,9 +14,12 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QTimer>
 #include <QVariant>
 #include <QtQml/qqmlregistration.h>
 #include <cstdint>
+#include <exception>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -27,8 +30,13 @@ namespace murmora {
 // Drives the coach's conversation over the application state. Lives on the GUI thread; the coach screen
 // holds one and reads its fields.
 //
-// The tool dispatch and the gathering of the system prompt are here; every tool call runs synchronously over
-// `AppState` and never fails: each problem is a result text for the model.
+// A turn asks the model (the relay, else the `claude` program), runs the tools it calls, and repeats until it
+// answers, at most eight calls in all. Only text messages reach the stored transcript: tool calls, their
+// results and the model's thinking live in the turn alone. Every tool call runs synchronously over `AppState`
+// and never fails: each problem is a result text for the model.
+//
+// All work is posted back to the GUI thread and holds the engine weakly: an engine destroyed mid-turn ends it
+// without a trace.
 class CoachEngine : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -47,6 +55,9 @@ class CoachEngine : public QObject {
     Q_PROPERTY(bool capHit READ capHit NOTIFY capHitChanged)
     // The draft being rewritten; null when none. Also the guard against a second rewrite.
     Q_PROPERTY(QVariant tweakingDraft READ qmlTweakingDraft NOTIFY tweakingDraftChanged)
+    // Memory updates, session notes and rewrites still waiting for their model. Nothing waits on them but a
+    // command-line run, which must not end before they are stored.
+    Q_PROPERTY(int backgroundWork READ backgroundWork NOTIFY backgroundWorkChanged)
 
 public:
     // What one tool call gives: a line the user sees, and the text only the model sees.
@@ -60,8 +71,15 @@ public:
     // Tool results cut their limit to this many items.
     static constexpr std::int64_t maxLimit = 60;
 
-    explicit CoachEngine(QObject* parent = nullptr)
-        : QObject(parent) {}
+    // Each turn sends at most this many of the latest messages.
+    static constexpr std::size_t historyTurns = 16;
+    // Rounds 0 to 7: the last call's tool calls are never run.
+    static constexpr int lastRound = 7;
+    // A transcript whose last message is older than this is closed at the next look.
+    static constexpr double staleSeconds = 21600;
+
+    explicit CoachEngine(QObject* parent = nullptr);
+    ~CoachEngine() override;
 
     AppState* state() const { return state_.data(); }
     void setState(AppState* state) {
@@ -77,6 +95,28 @@ public:
     const std::optional<std::string>& errorText() const { return errorText_; }
     bool capHit() const { return capHit_; }
     const std::optional<std::string>& tweakingDraft() const { return tweakingDraft_; }
+    int backgroundWork() const { return backgroundWork_; }
+
+    // Stores the user's message and starts a turn; the screen has trimmed the text. In a chat focused on
+    // `person` the key is their handle, else "". Does nothing without a state or while a turn runs.
+    void send(const std::string& text, const std::optional<dovrel::PersonInsights>& person);
+    // Cancels the running turn. The user's message stays; no answer is stored.
+    Q_INVOKABLE void stop();
+    // Closes the transcript of `key` when its last message is more than six hours old; a long one is
+    // summarized into memory first.
+    void archiveIfStale(const std::string& key);
+    // The new-chat action: stops a turn, summarizes what is worth it, and empties the transcript.
+    void startFreshSession(const std::string& key);
+    // Rewrites `draft` inside the stored coach message `messageID` in the tone `style` describes.
+    void tweak(const std::string& draft, const std::string& style, const std::string& messageID,
+               const std::string& key, const std::optional<dovrel::PersonInsights>& person);
+
+    // The same for the screen, which names a person by handle ("" for none).
+    Q_INVOKABLE void send(const QString& text, const QString& handle);
+    Q_INVOKABLE void archiveIfStale(const QString& key) { archiveIfStale(key.toStdString()); }
+    Q_INVOKABLE void startFreshSession(const QString& key) { startFreshSession(key.toStdString()); }
+    Q_INVOKABLE void tweak(const QString& draft, const QString& style, const QString& messageID,
+                           const QString& key, const QString& handle);
 
     // Runs one tool call of the model. `person` is the person the chat is focused on, if any.
     ToolOutput execute(const dovrel::Agent::ToolUse& use,
@@ -104,8 +144,40 @@ signals:
     void errorTextChanged();
     void capHitChanged();
     void tweakingDraftChanged();
+    void backgroundWorkChanged();
+    // A tool of the running turn has run, with the line the user sees for it.
+    void toolRan(const QString& status);
 
 private:
+    struct Turn;
+    // What a provider call gave: the blocks, or the failure.
+    struct Reply {
+        std::vector<dovrel::Agent::Block> blocks;
+        std::exception_ptr error;
+    };
+
+    void append(dovrel::CoachMessage message, const std::string& key);
+    void runTurn(const std::string& key, const std::optional<dovrel::PersonInsights>& person);
+    void turnBody(const std::shared_ptr<Turn>& turn);
+    void callProvider(const std::shared_ptr<Turn>& turn);
+    void callClaude(const std::shared_ptr<Turn>& turn);
+    void relayAnswered(const std::shared_ptr<Turn>& turn, Reply reply);
+    void claudeAnswered(const std::shared_ptr<Turn>& turn, Reply reply);
+    void continueTurn(const std::shared_ptr<Turn>& turn, std::vector<dovrel::Agent::Block> blocks);
+    void failTurn(std::exception_ptr error);
+    bool isCurrent(const std::shared_ptr<Turn>& turn) const;
+    // The engine's own text of a piece the model streamed, paced out to `streamText`.
+    void enqueueDelta(const std::string& piece);
+    void drainStep();
+    void flushStream(bool discard);
+    void updateMemory(const std::string& key);
+    void summarizeIntoMemory(const std::vector<dovrel::CoachMessage>& turns, const std::string& key);
+    void beginBackgroundWork();
+    void endBackgroundWork();
+    dovrel::Date currentDate() const;
+    std::vector<dovrel::CoachMessage> transcript(const std::string& key) const;
+    std::optional<dovrel::PersonInsights> personWithHandle(const QString& handle) const;
+
     // Setters of the observable fields; each notifies only on a change.
     void setThinking(bool thinking) { assign(thinking_, thinking, &CoachEngine::thinkingChanged); }
     void setStreamText(std::string text) {
@@ -157,6 +229,13 @@ private:
     std::optional<std::string> errorText_;
     bool capHit_ = false;
     std::optional<std::string> tweakingDraft_;
+    int backgroundWork_ = 0;
+
+    std::shared_ptr<Turn> turn_; // the running turn
+    std::string pendingStream_;  // streamed text not shown yet
+    QTimer drainTimer_;          // paces `pendingStream_` out; active while the drain runs
+    bool draining_ = false;
+    bool drainWaited_ = false; // the drain found nothing and waits once before it ends
 };
 
 } // namespace murmora
