@@ -213,10 +213,11 @@ private slots:
         QCOMPARE(memory.size(), std::size_t{1});
         QCOMPARE(memory[0].text, std::string("Reply to Sam within a day"));
 
-        // What a restarted app reads back.
-        AppState restarted(nullptr);
-        QCOMPARE(restarted.coachTranscripts().at(""), stored);
-        QCOMPARE(restarted.coachMemory().at(""), memory);
+        // What the next start of the app reads back.
+        const std::optional<dovrel::Artifacts> saved = Store().readArtifacts();
+        QVERIFY(saved && saved->memory);
+        QCOMPARE(saved->transcripts.at(""), stored);
+        QCOMPARE(saved->memory->at(""), memory);
     }
 
     // A model that only ever calls tools gets eight calls; the last round's calls are never run and the
@@ -330,6 +331,42 @@ private slots:
         QCOMPARE(countTo(*server_, "/v1/ai"), 0);
     }
 
+    // stop() from inside a tool round: the tool that runs finishes, the round's other call and the next
+    // model call never happen, and the turn leaves nothing behind.
+    void stopInsideAToolRound() {
+        server_->setResponse("/v1/chat",
+                             toolRound({}, {{"toolu_1", "overview", "{}"}, {"toolu_2", "overview", "{}"}}));
+        QSignalSpy ran(engine_.get(), &CoachEngine::toolRan);
+        connect(engine_.get(), &CoachEngine::toolRan, this, [this] { engine_->stop(); });
+        engine_->send("Go", std::nullopt);
+        QTRY_COMPARE_WITH_TIMEOUT(ran.count(), qsizetype{1}, 10000);
+        QTest::qWait(500);
+        QCOMPARE(ran.count(), qsizetype{1});
+        QVERIFY(!engine_->thinking());
+        QVERIFY(!engine_->toolStatus());
+        QCOMPARE(countTo(*server_, "/v1/chat"), 1);
+        QCOMPARE(state_->coachTranscripts().at("").size(), std::size_t{1});
+    }
+
+    // A failed turn stores no answer, but its message counts: the memory update follows the user's
+    // messages, not the answers.
+    void failedTurnStillCountsForMemory() {
+        server_->enqueue("/v1/chat", Response::json(R"({"error":"boom"})", 500));
+        server_->setResponse("/v1/chat", textStream({"ok"}, 0));
+        engine_->send("One", std::nullopt);
+        waitForTurn();
+        QVERIFY(engine_->errorText());
+        engine_->send("Two", std::nullopt);
+        waitForTurn();
+        QVERIFY(!engine_->errorText());
+        QCOMPARE(countTo(*server_, "/v1/ai"), 0);
+        engine_->send("Three", std::nullopt);
+        waitForTurn();
+        engine_->send("Four", std::nullopt);
+        waitForTurn();
+        QCOMPARE(countTo(*server_, "/v1/ai"), 1);
+    }
+
     // A person chat: the note opens an empty transcript and never reaches the model; only the last 16 turns
     // do. The memory update runs after the 1st, 4th, 7th… user message.
     void personChatHistoryNoteAndMemoryCadence() {
@@ -353,6 +390,12 @@ private slots:
             waitForTurn();
             QCOMPARE(countTo(*server_, "/v1/ai"), expectedAsks);
         }
+        stored = state_->coachTranscripts().at(person.handleID);
+        QCOMPARE(stored.size(), std::size_t{9});
+        QCOMPARE(
+            std::count_if(stored.begin(), stored.end(),
+                          [](const CoachMessage& each) { return each.role == CoachMessage::Role::note; }),
+            std::ptrdiff_t{1});
 
         // Twenty turns, a note among them: the model gets the last sixteen, the new message last.
         std::vector<CoachMessage> history{message(CoachMessage::Role::note, "a note", now)};
@@ -439,7 +482,9 @@ private slots:
     // A rewrite replaces every occurrence of the draft in its message and nothing else; a second one while
     // the first runs is ignored; a reply too long, or a message gone, changes nothing.
     void tweakRewritesTheDraftInPlace() {
-        const dovrel::PersonInsights person = state_->people().front();
+        dovrel::PersonInsights person = state_->people().front();
+        person.report.myAverageLength = 42.9;
+        person.report.myEmojiRate = 0.257;
         const dovrel::Date now = *home_->environment()().now;
         const CoachMessage answer =
             CoachMessage::make(CoachMessage::Role::coach, "Try: \"running late\" or just \"running late\".",
@@ -456,25 +501,11 @@ private slots:
         QCOMPARE(countTo(*server_, "/v1/ai"), 1);
 
         const std::string prompt = body(requestsTo(*server_, "/v1/ai")[0]).at("prompt");
-        std::vector<std::string> facts;
-        if (person.report.myAverageLength) {
-            facts.push_back("my average message is " +
-                            std::to_string(static_cast<long long>(*person.report.myAverageLength)) +
-                            " characters");
-        }
-        if (person.report.myEmojiRate) {
-            facts.push_back(std::to_string(static_cast<long long>(*person.report.myEmojiRate * 100)) +
-                            "% of my messages use emoji");
-        }
-        QVERIFY(!facts.empty());
-        std::string calibration = "For calibration: " + facts[0];
-        if (facts.size() > 1) {
-            calibration += ", " + facts[1];
-        }
         QCOMPARE(prompt,
-                 "Rewrite this text message to be warmer, while still sounding like me \u2014 casual texting "
-                 "voice, no sign-offs. " +
-                     calibration + ".\nReply with ONLY the rewritten message, nothing else.\n\nrunning late");
+                 std::string("Rewrite this text message to be warmer, while still sounding like me \u2014 "
+                             "casual texting voice, no sign-offs. For calibration: my average message is 42 "
+                             "characters, 25% of my messages use emoji.\nReply with ONLY the rewritten "
+                             "message, nothing else.\n\nrunning late"));
         QCOMPARE(body(requestsTo(*server_, "/v1/ai")[0]).at("max_tokens").get<int>(), 200);
 
         const CoachMessage& rewritten = state_->coachTranscripts().at(person.handleID).front();
@@ -491,6 +522,16 @@ private slots:
         engine_->tweak("omw", "shorter", "NO-SUCH-ID", person.handleID, std::nullopt);
         QTRY_VERIFY_WITH_TIMEOUT(!engine_->tweakingDraft(), 5000);
         QCOMPARE(state_->coachTranscripts().at(person.handleID).front(), rewritten);
+        // 999 characters are still a text message; without a person there is no calibration.
+        server_->setResponse("/v1/ai", Response::json(Json{{"text", std::string(999, 'y')}}.dump().c_str()));
+        engine_->tweak("omw", "shorter", answer.id, person.handleID, std::nullopt);
+        QTRY_VERIFY_WITH_TIMEOUT(!engine_->tweakingDraft(), 5000);
+        QCOMPARE(state_->coachTranscripts().at(person.handleID).front().text,
+                 "Try: \"" + std::string(999, 'y') + ", 10 min!\" or just \"" + std::string(999, 'y') +
+                     ", 10 min!\".");
+        QVERIFY(
+            body(requestsTo(*server_, "/v1/ai").back()).at("prompt").get<std::string>().find("calibration") ==
+            std::string::npos);
     }
 
     // The answer arrives in bursts and is shown in small steady steps: an eighth of what waits, at least

@@ -123,13 +123,21 @@ private slots:
         server.setResponse("/v1/chat", Response::json(R"({"error":"cap"})", 429));
         const Run capped = cli({QStringLiteral("coach"), QStringLiteral("Again")});
         QCOMPARE(capped.code, 3);
+        // A new process went on with the general chat the program answered before.
+        const Json again = Json::parse(server.requests().last().body.toStdString()).at("messages");
+        QCOMPARE(again.size(), std::size_t{3});
+        QCOMPARE(again.at(0).at("content").at(0).at("text").get<std::string>(),
+                 std::string("Do I laugh a lot?"));
+        QCOMPARE(again.at(1).at("content").at(0).at("text").get<std::string>(),
+                 std::string("You laugh a lot, mostly with friends."));
         QVERIFY(capped.out.isEmpty());
         QCOMPARE(capped.err, murmora::AIError::message(murmora::AIError::Case::dailyCap) + QLatin1Char('\n'));
 
         server.setResponse("/v1/chat", Response::json(R"({"error":"boom"})", 500));
         const Run failed = cli({QStringLiteral("coach"), QStringLiteral("Again")});
         QCOMPARE(failed.code, 1);
-        QCOMPARE(failed.err, murmora::AIError::message(murmora::AIError::Case::relayFailed) + QLatin1Char('\n'));
+        QCOMPARE(failed.err,
+                 murmora::AIError::message(murmora::AIError::Case::relayFailed) + QLatin1Char('\n'));
     }
 
     void misuse() {

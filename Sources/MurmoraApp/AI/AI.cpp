@@ -198,8 +198,17 @@ QFuture<std::vector<Block>> chatViaRelay(const std::string& system,
         }
         call->settled = true;
         fail(call->promise, std::move(error));
-        // Not from inside the reply's own signal: Qt may still be reporting on it.
-        QMetaObject::invokeMethod(reply, &QNetworkReply::abort, Qt::QueuedConnection);
+        // Not from inside the reply's own signal: Qt may still be reporting on it. By then the reply may have
+        // finished by itself, or failed (an error status), and aborting it then makes Qt complain on standard
+        // error.
+        QMetaObject::invokeMethod(
+            reply,
+            [reply] {
+                if (reply->isRunning() && reply->error() == QNetworkReply::NoError) {
+                    reply->abort();
+                }
+            },
+            Qt::QueuedConnection);
     };
 
     // A status other than 200 ends the call as soon as the headers are in; its body is never read.

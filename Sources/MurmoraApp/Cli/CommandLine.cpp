@@ -236,8 +236,18 @@ int coachCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
         }
         person = *found;
     }
-    // The coach may ask about group chats; they are read first so that its tools can answer.
+    // The coach may ask about group chats; they are read first so that its tools can answer. Today's insight
+    // goes into the system prompt, so it is awaited too.
     loadGroupsAndWait(state);
+    if (state.proactiveLoading()) {
+        QEventLoop loop;
+        QObject::connect(&state, &AppState::proactiveLoadingChanged, &loop, [&] {
+            if (!state.proactiveLoading()) {
+                loop.quit();
+            }
+        });
+        loop.exec();
+    }
 
     QEventLoop loop;
     QObject::connect(&engine, &CoachEngine::toolRan, &loop,

@@ -25,6 +25,7 @@ using dovrel::Agent::Block;
 using dovrel::Agent::ChatMessage;
 
 struct CoachEngine::Turn {
+    QPointer<AppState> state; // the state the turn began over
     std::string key;
     std::optional<dovrel::PersonInsights> person;
     std::string system;
@@ -33,6 +34,7 @@ struct CoachEngine::Turn {
     std::vector<std::string> sources;
     bool cancelled = false;
     QFuture<std::vector<Block>> relayCall; // cancelled by stop() to abort the request
+    std::exception_ptr relayError;         // shown when the program that stands in is not there either
 };
 
 namespace {
@@ -70,6 +72,16 @@ std::string describe(const std::exception_ptr& error) {
         return failure.what();
     } catch (...) {
         return "Something went wrong.";
+    }
+}
+
+bool isNotInstalled(const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const ClaudeCLI::CLIError& failure) {
+        return failure.errorCase() == ClaudeCLI::CLIError::Case::notInstalled;
+    } catch (...) {
+        return false;
     }
 }
 
@@ -244,6 +256,7 @@ void CoachEngine::runTurn(const std::string& key, const std::optional<dovrel::Pe
     setStreamText({});
 
     auto turn = std::make_shared<Turn>();
+    turn->state = state_;
     turn->key = key;
     turn->person = person;
     turn_ = turn;
@@ -289,6 +302,7 @@ void CoachEngine::turnBody(const std::shared_ptr<Turn>& turn) {
 }
 
 void CoachEngine::callProvider(const std::shared_ptr<Turn>& turn) {
+    turn->relayError = nullptr;
     if (!RelayConfig::isConfigured()) {
         callClaude(turn);
         return;
@@ -315,20 +329,33 @@ void CoachEngine::callProvider(const std::shared_ptr<Turn>& turn) {
     });
 }
 
+bool CoachEngine::stateLost(const std::shared_ptr<Turn>& turn) {
+    if (turn->state && turn->state == state_) {
+        return false;
+    }
+    // The screen went with its state: nothing is left to show or store, and no more calls are made. A state
+    // swapped for another one gets none of this turn's messages.
+    turn_.reset();
+    if (state_) {
+        setThinking(false);
+    }
+    return true;
+}
+
 void CoachEngine::relayAnswered(const std::shared_ptr<Turn>& turn, Reply reply) {
-    if (!isCurrent(turn)) {
+    if (!isCurrent(turn) || stateLost(turn)) {
         return;
     }
     if (!reply.error) {
         continueTurn(turn, std::move(reply.blocks));
         return;
     }
-    // A used-up day is final; any other failure of the relay is answered by the local program if there is
-    // one.
-    if (isDailyCap(reply.error) || !ClaudeCLI::detect()) {
-        failTurn(reply.error);
+    if (isDailyCap(reply.error)) {
+        failTurn(reply.error); // a used-up day is final
         return;
     }
+    // Any other failure is answered by the local program; when there is none, the relay's failure is shown.
+    turn->relayError = reply.error;
     callClaude(turn);
 }
 
@@ -355,11 +382,11 @@ void CoachEngine::callClaude(const std::shared_ptr<Turn>& turn) {
 }
 
 void CoachEngine::claudeAnswered(const std::shared_ptr<Turn>& turn, Reply reply) {
-    if (!isCurrent(turn)) {
+    if (!isCurrent(turn) || stateLost(turn)) {
         return;
     }
     if (reply.error) {
-        failTurn(reply.error);
+        failTurn(turn->relayError && isNotInstalled(reply.error) ? turn->relayError : reply.error);
         return;
     }
     // The program does not stream: its whole text is paced out as if it had.
@@ -668,28 +695,30 @@ void CoachEngine::tweak(const std::string& draft, const std::string& style, cons
             auto [reply, error] = outcome(run);
             onEngine(self, [draft, messageID, key, reply, error](CoachEngine& engine) {
                 engine.endBackgroundWork();
+                if (!error) {
+                    engine.storeRewrite(draft, reply.toStdString(), messageID, key);
+                }
                 engine.setTweakingDraft(std::nullopt);
-                AppState* state = engine.state_.data();
-                if (error || state == nullptr) {
-                    return;
-                }
-                const std::string rewrite(dovrel::unicode::trimmed(reply.toStdString()));
-                if (rewrite.empty() || dovrel::unicode::graphemeCount(rewrite) > longestRewrite) {
-                    return;
-                }
-                std::vector<CoachMessage> messages = engine.transcript(key);
-                const auto target =
-                    std::find_if(messages.begin(), messages.end(),
-                                 [&](const CoachMessage& message) { return message.id == messageID; });
-                if (target == messages.end() || draft.empty() ||
-                    target->text.find(draft) == std::string::npos) {
-                    return;
-                }
-                target->text = replacingAll(std::move(target->text), draft, rewrite);
-                state->setTranscript(key, std::move(messages));
-                state->saveArtifacts();
             });
         });
+}
+
+void CoachEngine::storeRewrite(const std::string& draft, const std::string& reply,
+                               const std::string& messageID, const std::string& key) {
+    AppState* state = state_.data();
+    const std::string rewrite(dovrel::unicode::trimmed(reply));
+    if (state == nullptr || rewrite.empty() || dovrel::unicode::graphemeCount(rewrite) > longestRewrite) {
+        return;
+    }
+    std::vector<CoachMessage> messages = transcript(key);
+    const auto target = std::find_if(messages.begin(), messages.end(),
+                                     [&](const CoachMessage& message) { return message.id == messageID; });
+    if (target == messages.end() || draft.empty() || target->text.find(draft) == std::string::npos) {
+        return;
+    }
+    target->text = replacingAll(std::move(target->text), draft, rewrite);
+    state->setTranscript(key, std::move(messages));
+    state->saveArtifacts();
 }
 
 void CoachEngine::tweak(const QString& draft, const QString& style, const QString& messageID,

@@ -166,6 +166,10 @@ private:
     void continueTurn(const std::shared_ptr<Turn>& turn, std::vector<dovrel::Agent::Block> blocks);
     void failTurn(std::exception_ptr error);
     bool isCurrent(const std::shared_ptr<Turn>& turn) const;
+    // Ends the turn when the state it began over is gone or replaced.
+    bool stateLost(const std::shared_ptr<Turn>& turn);
+    void storeRewrite(const std::string& draft, const std::string& reply, const std::string& messageID,
+                      const std::string& key);
     // The engine's own text of a piece the model streamed, paced out to `streamText`.
     void enqueueDelta(const std::string& piece);
     void drainStep();

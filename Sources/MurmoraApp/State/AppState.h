@@ -118,6 +118,8 @@ public:
         return trendsCache_;
     }
     const std::vector<dovrel::Proactive::Insight>& proactive() const { return proactive_; }
+    // Insights are being computed; `proactive` changes, or not, when this turns false.
+    bool proactiveLoading() const { return proactiveRuns_ > 0; }
     const std::vector<dovrel::GroupThread>& groups() const { return groups_; }
     bool groupsLoading() const { return groupsLoading_; }
     bool groupsLoaded() const { return groupsLoaded_; }
@@ -185,6 +187,7 @@ signals:
     void updateChanged();
     void trendsCacheChanged();
     void proactiveChanged();
+    void proactiveLoadingChanged();
     void groupsChanged();
     void groupsLoadingChanged();
     // A progress line or reveal as it is shown (also on runs that print instead of showing).
@@ -246,6 +249,7 @@ private:
     bool updateCheckStarted_ = false;
     std::map<std::string, std::vector<dovrel::Trends::MonthPoint>> trendsCache_;
     std::vector<dovrel::Proactive::Insight> proactive_;
+    int proactiveRuns_ = 0;
     std::vector<dovrel::GroupThread> groups_;
     bool groupsLoading_ = false;
     bool groupsLoaded_ = false;

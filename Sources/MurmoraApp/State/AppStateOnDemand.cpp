@@ -157,6 +157,9 @@ void AppState::refreshProactive() {
     const Generator::Environment environment = environment_();
     const dovrel::Date now = environment.now.value_or(dovrel::Date::now());
 
+    if (++proactiveRuns_ == 1) {
+        emit proactiveLoadingChanged();
+    }
     const QPointer<AppState> self(this);
     utility_.start([self, threads = std::move(threads), topHandles = std::move(topHandles), names = names_,
                     displayNames = std::move(displayNames), calendar = environment.calendar, now] {
@@ -173,6 +176,9 @@ void AppState::refreshProactive() {
             dovrel::Proactive::detect(threads, topHandles, resolve, calendar, now);
         postTo(self, [insights = std::move(insights)](AppState& state) mutable {
             state.setProactive(std::move(insights));
+            if (--state.proactiveRuns_ == 0) {
+                emit state.proactiveLoadingChanged();
+            }
         });
     });
 }
