@@ -72,6 +72,15 @@ public:
         std::error_code ignored;
         std::filesystem::remove_all(path_, ignored);
     }
+    // Removes what the runs left. A copy left behind would still be on its way to the disk while the next
+    // run writes its own, which a single run on a user's machine never meets.
+    void empty() const {
+        std::error_code ignored;
+        for (const std::filesystem::directory_entry& entry :
+             std::filesystem::directory_iterator(path_, ignored)) {
+            std::filesystem::remove_all(entry.path(), ignored);
+        }
+    }
     ScratchFolder(const ScratchFolder&) = delete;
     ScratchFolder& operator=(const ScratchFolder&) = delete;
 
@@ -178,6 +187,7 @@ int main(int argc, char* argv[]) {
             counts = result.readCounts;
 
             if (i + 1 < repeat) {
+                scratch.empty();
                 continue;
             }
             // The last stage again in parts, on the run's own results.
@@ -199,6 +209,7 @@ int main(int argc, char* argv[]) {
             writeSeconds = secondsSince(partStart);
         }
 
+        scratch.empty();
         const std::filesystem::path floorCopy =
             dovrel::DatabaseCopier::copyForReading(murmora::Generator::messagesDatabasePath(home));
         const std::filesystem::path statement = floorCopy.parent_path() / "statement.sql";
