@@ -91,6 +91,8 @@ private slots:
         QCOMPARE(transcript.at(1).at("sources").at(0).get<std::string>(), status.toStdString());
         QCOMPARE(artifacts.at("memory").at("").at(0).at("text").get<std::string>(),
                  std::string("Laughs with everyone"));
+        // The first run was one the user watched: the program named the archetype before the command ended.
+        QCOMPARE(artifacts.at("archetypeTitle").get<std::string>(), std::string("The Giggler"));
     }
 
     // A relay given by the environment answers a person chat; the daily cap exits with 3, a failure with 1.

@@ -9,6 +9,7 @@
 #include <QEventLoop>
 #include <QFile>
 #include <QTimer>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <ostream>
 
@@ -52,6 +53,31 @@ bool canReadDatabase(std::ostream& err) {
     return true;
 }
 
+// Waits while `busy` holds, for as long as the state's `changed` signal keeps it busy, at most `limit`.
+template <typename Signal>
+void waitWhile(AppState& state, Signal changed, const std::function<bool()>& busy,
+               std::chrono::milliseconds limit = std::chrono::hours(24)) {
+    if (!busy()) {
+        return;
+    }
+    QEventLoop loop;
+    QObject::connect(&state, changed, &loop, [&] {
+        if (!busy()) {
+            loop.quit();
+        }
+    });
+    QTimer::singleShot(limit, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+// A run the user watched asks a model for a sharper archetype and writes the page again with it. The
+// command waits for that, as the window would show it, but not for a model that never answers.
+void waitForArchetype(AppState& state) {
+    waitWhile(
+        state, &AppState::sharpeningArchetypeChanged, [&] { return state.sharpeningArchetype(); },
+        std::chrono::minutes(3));
+}
+
 // A learn run as the window's refresh starts it, printing each line as it would be shown.
 int learnCommand(const QStringList& arguments, std::ostream& out, std::ostream& err) {
     int days = 365;
@@ -78,6 +104,7 @@ int learnCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
     QObject::connect(&state, &AppState::runFinished, &loop, [&loop] { loop.quit(); });
     state.learn(days, false);
     loop.exec();
+    waitForArchetype(state);
 
     if (state.phase() != AppState::Phase::Ready || !state.wrappedURL()) {
         err << state.failureText().toStdString() << std::endl;
@@ -113,21 +140,14 @@ int startLikeTheWindow(AppState& state, std::ostream& err) {
             << std::endl;
         return exitFailed;
     }
+    waitForArchetype(state);
     return 0;
 }
 
 // The group chats are read in the background; the tools that need them answer "still loading" until then.
 void loadGroupsAndWait(AppState& state) {
-    QEventLoop loop;
-    QObject::connect(&state, &AppState::groupsLoadingChanged, &loop, [&] {
-        if (!state.groupsLoading()) {
-            loop.quit();
-        }
-    });
     state.loadGroups();
-    if (state.groupsLoading()) {
-        loop.exec();
-    }
+    waitWhile(state, &AppState::groupsLoadingChanged, [&] { return state.groupsLoading(); });
 }
 
 // One tool call of the coach, run by the same code as in a coach turn, over the state the window would have:
@@ -239,15 +259,7 @@ int coachCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
     // The coach may ask about group chats; they are read first so that its tools can answer. Today's insight
     // goes into the system prompt, so it is awaited too.
     loadGroupsAndWait(state);
-    if (state.proactiveLoading()) {
-        QEventLoop loop;
-        QObject::connect(&state, &AppState::proactiveLoadingChanged, &loop, [&] {
-            if (!state.proactiveLoading()) {
-                loop.quit();
-            }
-        });
-        loop.exec();
-    }
+    waitWhile(state, &AppState::proactiveLoadingChanged, [&] { return state.proactiveLoading(); });
 
     QEventLoop loop;
     QObject::connect(&engine, &CoachEngine::toolRan, &loop,

@@ -120,6 +120,8 @@ public:
     const std::vector<dovrel::Proactive::Insight>& proactive() const { return proactive_; }
     // Insights are being computed; `proactive` changes, or not, when this turns false.
     bool proactiveLoading() const { return proactiveRuns_ > 0; }
+    // A model is naming the archetype after a run the user watched; `archetype` may change when this ends.
+    bool sharpeningArchetype() const { return sharpenings_ > 0; }
     const std::vector<dovrel::GroupThread>& groups() const { return groups_; }
     bool groupsLoading() const { return groupsLoading_; }
     bool groupsLoaded() const { return groupsLoaded_; }
@@ -188,6 +190,7 @@ signals:
     void trendsCacheChanged();
     void proactiveChanged();
     void proactiveLoadingChanged();
+    void sharpeningArchetypeChanged();
     void groupsChanged();
     void groupsLoadingChanged();
     // A progress line or reveal as it is shown (also on runs that print instead of showing).
@@ -208,6 +211,8 @@ private:
     // Asks a model for a sharper archetype than the local one after a run the user watched; on an answer
     // that fits, keeps it and renders the recap page again. Every failure is silent.
     void sharpenArchetype();
+    // Takes a model's archetype: saved, and the recap page written again with it. Nothing for none.
+    void applySharpened(std::optional<dovrel::Archetype> sharpened);
 
     QVariant qmlCoachSelection() const;
     void setQmlCoachSelection(const QVariant& value);
@@ -250,6 +255,7 @@ private:
     std::map<std::string, std::vector<dovrel::Trends::MonthPoint>> trendsCache_;
     std::vector<dovrel::Proactive::Insight> proactive_;
     int proactiveRuns_ = 0;
+    int sharpenings_ = 0;
     std::vector<dovrel::GroupThread> groups_;
     bool groupsLoading_ = false;
     bool groupsLoaded_ = false;

@@ -35,37 +35,49 @@ void AppState::sharpenArchetype() {
     }
     const std::string prompt = dovrel::ArchetypePrompt::build(*stats_);
     const QPointer<AppState> self(this);
+    if (++sharpenings_ == 1) {
+        emit sharpeningArchetypeChanged();
+    }
 
     // The answer may come on any thread. It is carried back to the GUI thread by the application object,
     // since the state may be gone by then.
     AI::run(QString::fromStdString(prompt), 300)
         .then(QtFuture::Launch::Sync, [self](QFuture<QString> answer) {
-            QString reply;
+            std::optional<QString> reply;
             try {
                 reply = answer.result();
             } catch (...) {
-                return; // the local archetype stands
+                // the local archetype stands
             }
             QMetaObject::invokeMethod(
                 QCoreApplication::instance(),
                 [self, reply] {
-                    std::optional<dovrel::Archetype> sharpened = fittingArchetype(reply);
-                    if (!sharpened || !self || !self->stats_) {
+                    if (!self) {
                         return;
                     }
-                    self->setArchetype(std::move(sharpened));
-                    self->saveArtifacts();
-                    try {
-                        const std::string page = dovrel::WrappedHTML::render(
-                            *self->stats_, self->names_, self->archetype_, self->environment_().calendar);
-                        self->wrappedURL_ = dovrel::WrappedHTML::writeToTemporaryFolder(page);
-                        emit self->wrappedURLChanged();
-                    } catch (const std::exception&) {
-                        // The run's page stays; the new archetype shows on the next one.
+                    self->applySharpened(reply ? fittingArchetype(*reply) : std::nullopt);
+                    if (--self->sharpenings_ == 0) {
+                        emit self->sharpeningArchetypeChanged();
                     }
                 },
                 Qt::QueuedConnection);
         });
+}
+
+void AppState::applySharpened(std::optional<dovrel::Archetype> sharpened) {
+    if (!sharpened || !stats_) {
+        return;
+    }
+    setArchetype(std::move(sharpened));
+    saveArtifacts();
+    try {
+        const std::string page =
+            dovrel::WrappedHTML::render(*stats_, names_, archetype_, environment_().calendar);
+        wrappedURL_ = dovrel::WrappedHTML::writeToTemporaryFolder(page);
+        emit wrappedURLChanged();
+    } catch (const std::exception&) {
+        // The run's page stays; the new archetype shows on the next one.
+    }
 }
 
 } // namespace murmora
