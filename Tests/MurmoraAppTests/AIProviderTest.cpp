@@ -4,6 +4,7 @@
 #include "AI/AIError.h"
 #include "AI/ClaudeCLI.h"
 #include "Coach/ArchetypePrompt.h"
+#include "CompareJson.h"
 #include "LocalHttpServer.h"
 #include "State/AppState.h"
 #include "TestHome.h"
@@ -22,14 +23,6 @@
 using namespace murmora;
 using Json = nlohmann::json;
 using Response = LocalHttpServer::Response;
-
-// QCOMPARE cannot take JSON values; this shows both sides when they differ.
-#define COMPARE_JSON(actual, expected)                                                                       \
-    do {                                                                                                     \
-        const Json actualJson = (actual);                                                                    \
-        const Json expectedJson = (expected);                                                                \
-        QVERIFY2(actualJson == expectedJson, (actualJson.dump() + "\n  != " + expectedJson.dump()).c_str()); \
-    } while (false)
 
 namespace {
 

@@ -4,6 +4,7 @@
 #include "AI/AIError.h"
 #include "Coach/AgentTools.h"
 #include "Coach/CoachEngine.h"
+#include "CompareJson.h"
 #include "LocalHttpServer.h"
 #include "RelayEvents.h"
 #include "ScriptedClaude.h"
@@ -28,13 +29,6 @@ using dovrel::Agent::ChatMessage;
 using dovrel::Agent::ToolUse;
 using Json = nlohmann::json;
 using Response = LocalHttpServer::Response;
-
-#define COMPARE_JSON(actual, expected)                                                                       \
-    do {                                                                                                     \
-        const Json actualJson = (actual);                                                                    \
-        const Json expectedJson = (expected);                                                                \
-        QVERIFY2(actualJson == expectedJson, (actualJson.dump() + "\n  != " + expectedJson.dump()).c_str()); \
-    } while (false)
 
 namespace {
 

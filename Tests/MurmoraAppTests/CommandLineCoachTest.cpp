@@ -1,6 +1,7 @@
 // moc of Qt 6.4 cannot parse the C++20 standard headers behind the core; the test class needs none of them.
 #ifndef Q_MOC_RUN
 #include "AI/AIError.h"
+#include "CliProcess.h"
 #include "LocalHttpServer.h"
 #include "RelayEvents.h"
 #include "ScriptedClaude.h"
@@ -18,12 +19,6 @@ using Json = nlohmann::json;
 using Response = LocalHttpServer::Response;
 
 namespace {
-
-struct Run {
-    int code = -1;
-    QString out;
-    QString err;
-};
 
 const QByteArray memoryOps = R"({"ops":[{"op":"add","kind":"fact","text":"Laughs with everyone"}]})";
 
@@ -71,12 +66,12 @@ private slots:
         QVERIFY(scriptedclaude::write(home_->path(), "memory.reply", memoryOps));
         QVERIFY(scriptedclaude::write(home_->path(), "archetype.reply", "The Giggler\nLaughs first."));
 
-        const Run tool =
+        const CliRun tool =
             cli({QStringLiteral("tool"), QStringLiteral("count"), QStringLiteral("{\"terms\":\"haha\"}")});
         QCOMPARE(tool.code, 0);
         const QString status = tool.out.section(QLatin1Char('\n'), 0, 0);
 
-        const Run run = cli({QStringLiteral("coach"), QStringLiteral("Do I laugh a lot?")});
+        const CliRun run = cli({QStringLiteral("coach"), QStringLiteral("Do I laugh a lot?")});
         QVERIFY2(run.code == 0, qPrintable(run.err));
         QCOMPARE(run.out, QStringLiteral("You laugh a lot, mostly with friends.\n"));
         QCOMPARE(run.err, status + QLatin1Char('\n'));
@@ -105,7 +100,7 @@ private slots:
 
         const QString person = busiestPerson();
         QVERIFY(!person.isEmpty());
-        const Run run =
+        const CliRun run =
             cli({QStringLiteral("coach"), QStringLiteral("--person"), person.section(QLatin1Char(' '), 0, 0),
                  QStringLiteral("Should"), QStringLiteral("I"), QStringLiteral("text?")});
         QVERIFY2(run.code == 0, qPrintable(run.err));
@@ -123,7 +118,7 @@ private slots:
                 std::string::npos);
 
         server.setResponse("/v1/chat", Response::json(R"({"error":"cap"})", 429));
-        const Run capped = cli({QStringLiteral("coach"), QStringLiteral("Again")});
+        const CliRun capped = cli({QStringLiteral("coach"), QStringLiteral("Again")});
         QCOMPARE(capped.code, 3);
         // A new process went on with the general chat the program answered before.
         const Json again = Json::parse(server.requests().last().body.toStdString()).at("messages");
@@ -136,7 +131,7 @@ private slots:
         QCOMPARE(capped.err, murmora::AIError::message(murmora::AIError::Case::dailyCap) + QLatin1Char('\n'));
 
         server.setResponse("/v1/chat", Response::json(R"({"error":"boom"})", 500));
-        const Run failed = cli({QStringLiteral("coach"), QStringLiteral("Again")});
+        const CliRun failed = cli({QStringLiteral("coach"), QStringLiteral("Again")});
         QCOMPARE(failed.code, 1);
         QCOMPARE(failed.err,
                  murmora::AIError::message(murmora::AIError::Case::relayFailed) + QLatin1Char('\n'));
@@ -146,27 +141,20 @@ private slots:
         QCOMPARE(cli({QStringLiteral("coach")}).code, 64);
         QCOMPARE(cli({QStringLiteral("coach"), QStringLiteral("  ")}).code, 64);
         QCOMPARE(cli({QStringLiteral("coach"), QStringLiteral("hi"), QStringLiteral("--person")}).code, 64);
-        const Run nobody = cli({QStringLiteral("coach"), QStringLiteral("--person"),
-                                QStringLiteral("Nobody Atall"), QStringLiteral("hi")});
+        const CliRun nobody = cli({QStringLiteral("coach"), QStringLiteral("--person"),
+                                   QStringLiteral("Nobody Atall"), QStringLiteral("hi")});
         QCOMPARE(nobody.code, 1);
         QVERIFY(nobody.err.contains(QStringLiteral("Nobody Atall")));
     }
 
 private:
-    static Run cli(const QStringList& arguments) {
-        QProcess process;
-        process.start(QStringLiteral(MURMORA_CLI), arguments);
-        if (!process.waitForFinished(90000)) {
-            process.kill();
-            return {};
-        }
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
+    static CliRun cli(const QStringList& arguments) {
+        return CliRun::of(QStringLiteral(MURMORA_CLI), arguments);
     }
 
     // The name of the busiest person, as the overview tool lists it first.
     static QString busiestPerson() {
-        const Run overview = cli({QStringLiteral("tool"), QStringLiteral("overview")});
+        const CliRun overview = cli({QStringLiteral("tool"), QStringLiteral("overview")});
         for (const QString& line : overview.out.split(QLatin1Char('\n'))) {
             if (line.startsWith(QStringLiteral("top people: "))) {
                 return line.mid(12).section(QStringLiteral(" ("), 0, 0);

@@ -1,5 +1,6 @@
 // moc of Qt 6.4 cannot parse the C++20 standard headers behind the core; the test class needs none of them.
 #ifndef Q_MOC_RUN
+#include "CliProcess.h"
 #include "MessageSources/DatabaseCopier.h"
 #include "MessageSources/MessageStore.h"
 #include "TestHome.h"
@@ -11,16 +12,6 @@
 #include <QDateTime>
 #include <QProcess>
 #include <QTest>
-
-namespace {
-
-struct Run {
-    int code = -1;
-    QString out;
-    QString err;
-};
-
-} // namespace
 
 // `murmora-cli tool` as a user runs it: the real binary on a demo home, one tool call per run.
 class CommandLineToolTest : public QObject {
@@ -54,7 +45,7 @@ private slots:
         }
         QVERIFY(dinners > 0);
 
-        const Run count =
+        const CliRun count =
             cli({QStringLiteral("tool"), QStringLiteral("count"), QStringLiteral("{\"terms\":\"Dinner\"}")});
         QCOMPARE(count.code, 0);
         QVERIFY2(count.err.isEmpty(), qPrintable(count.err));
@@ -63,8 +54,8 @@ private slots:
                  QStringLiteral("Counted matches for \u201CDinner\u201D \u2014 %1 total.").arg(dinners));
         QCOMPARE(countLines[1], QStringLiteral("total: %1").arg(dinners));
 
-        const Run search = cli({QStringLiteral("tool"), QStringLiteral("search"),
-                                QStringLiteral("{\"terms\":\"dinner\",\"limit\":5}")});
+        const CliRun search = cli({QStringLiteral("tool"), QStringLiteral("search"),
+                                   QStringLiteral("{\"terms\":\"dinner\",\"limit\":5}")});
         QCOMPARE(search.code, 0);
         const long long shown = std::min(dinners, 5LL);
         const QStringList searchLines = search.out.trimmed().split(QLatin1Char('\n'));
@@ -77,11 +68,11 @@ private slots:
         }
 
         // A focused person; an unknown tool is still an answer.
-        const Run stats = cli({QStringLiteral("tool"), QStringLiteral("person_stats"),
-                               QStringLiteral("--person"), QStringLiteral("a")});
+        const CliRun stats = cli({QStringLiteral("tool"), QStringLiteral("person_stats"),
+                                  QStringLiteral("--person"), QStringLiteral("a")});
         QCOMPARE(stats.code, 0);
         QVERIFY2(stats.out.startsWith(QStringLiteral("Pulled your stats with ")), qPrintable(stats.out));
-        const Run unknown = cli({QStringLiteral("tool"), QStringLiteral("frobnicate")});
+        const CliRun unknown = cli({QStringLiteral("tool"), QStringLiteral("frobnicate")});
         QCOMPARE(unknown.code, 0);
         QCOMPARE(unknown.out, QStringLiteral("Tool skipped.\nUnknown tool frobnicate.\n"));
     }
@@ -98,8 +89,9 @@ private slots:
         }
         QVERIFY(chosen != nullptr);
         const QString name = QString::fromStdString(chosen->at("name").get<std::string>());
-        const Run story = cli({QStringLiteral("tool"), QStringLiteral("group_stats"),
-                               QString::fromStdString(nlohmann::json{{"group", name.toStdString()}}.dump())});
+        const CliRun story =
+            cli({QStringLiteral("tool"), QStringLiteral("group_stats"),
+                 QString::fromStdString(nlohmann::json{{"group", name.toStdString()}}.dump())});
         QCOMPARE(story.code, 0);
         const QStringList lines = story.out.split(QLatin1Char('\n'));
         QCOMPARE(lines[0], QStringLiteral("Pulled the story of %1.").arg(name));
@@ -108,14 +100,14 @@ private slots:
                                .arg(chosen->at("participants").size() + 1)
                                .arg(chosen->at("messages").get<int>()));
 
-        const Run groups = cli({QStringLiteral("tool"), QStringLiteral("groups")});
+        const CliRun groups = cli({QStringLiteral("tool"), QStringLiteral("groups")});
         QCOMPARE(groups.code, 0);
         QVERIFY2(groups.out.startsWith(QStringLiteral("Pulled your group chats.\n")), qPrintable(groups.out));
         QVERIFY(groups.out.contains(name + QStringLiteral(" \u2014 ")));
     }
 
     void misuseAndMissingAccess() {
-        Run run = cli({QStringLiteral("tool"), QStringLiteral("search"), QStringLiteral("{bad")});
+        CliRun run = cli({QStringLiteral("tool"), QStringLiteral("search"), QStringLiteral("{bad")});
         QCOMPARE(run.code, 64);
         QVERIFY2(run.err.contains(QStringLiteral("not valid JSON")), qPrintable(run.err));
         QVERIFY(run.out.isEmpty());
@@ -140,15 +132,8 @@ private slots:
     }
 
 private:
-    static Run cli(const QStringList& arguments) {
-        QProcess process;
-        process.start(QStringLiteral(MURMORA_CLI), arguments);
-        if (!process.waitForFinished(60000)) {
-            process.kill();
-            return {};
-        }
-        return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-                QString::fromUtf8(process.readAllStandardError())};
+    static CliRun cli(const QStringList& arguments) {
+        return CliRun::of(QStringLiteral(MURMORA_CLI), arguments);
     }
 
     std::unique_ptr<TestHome> home_;

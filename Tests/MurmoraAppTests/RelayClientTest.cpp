@@ -3,6 +3,7 @@
 #include "AI/AI.h"
 #include "AI/AIError.h"
 #include "AI/RelayConfig.h"
+#include "CompareJson.h"
 #include "LocalHttpServer.h"
 #include "RelayEvents.h"
 #include "TestHome.h"
@@ -25,14 +26,6 @@ using dovrel::Agent::ToolUse;
 using Json = nlohmann::json;
 using Response = LocalHttpServer::Response;
 using namespace relayevents;
-
-// QCOMPARE cannot take JSON values; this shows both sides when they differ.
-#define COMPARE_JSON(actual, expected)                                                                       \
-    do {                                                                                                     \
-        const Json actualJson = (actual);                                                                    \
-        const Json expectedJson = (expected);                                                                \
-        QVERIFY2(actualJson == expectedJson, (actualJson.dump() + "\n  != " + expectedJson.dump()).c_str()); \
-    } while (false)
 
 namespace {
 

@@ -150,6 +150,16 @@ void loadGroupsAndWait(AppState& state) {
     waitWhile(state, &AppState::groupsLoadingChanged, [&] { return state.groupsLoading(); });
 }
 
+// The person `--person` names, found as the coach's person picker finds one; says so when there is none.
+std::optional<dovrel::PersonInsights> focusedPerson(const CoachEngine& engine, const QString& name,
+                                                    const char* command, std::ostream& err) {
+    if (const dovrel::PersonInsights* found = engine.findPerson(name.toStdString())) {
+        return *found;
+    }
+    err << command << ": no one found named " << name.toStdString() << std::endl;
+    return std::nullopt;
+}
+
 // One tool call of the coach, run by the same code as in a coach turn, over the state the window would have:
 // the stored files restored, the access checked, and the threads read by the run that follows.
 int toolCommand(const QStringList& arguments, std::ostream& out, std::ostream& err) {
@@ -196,13 +206,8 @@ int toolCommand(const QStringList& arguments, std::ostream& out, std::ostream& e
     CoachEngine engine;
     engine.setState(&state);
     std::optional<dovrel::PersonInsights> person;
-    if (personName) {
-        const dovrel::PersonInsights* found = engine.findPerson(personName->toStdString());
-        if (found == nullptr) {
-            err << "tool: no one found named " << personName->toStdString() << std::endl;
-            return exitFailed;
-        }
-        person = *found;
+    if (personName && !(person = focusedPerson(engine, *personName, "tool", err))) {
+        return exitFailed;
     }
 
     // The group tools answer "still loading" until the group chats are read; the command waits for them.
@@ -248,13 +253,8 @@ int coachCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
     CoachEngine engine;
     engine.setState(&state);
     std::optional<dovrel::PersonInsights> person;
-    if (personName) {
-        const dovrel::PersonInsights* found = engine.findPerson(personName->toStdString());
-        if (found == nullptr) {
-            err << "coach: no one found named " << personName->toStdString() << std::endl;
-            return exitFailed;
-        }
-        person = *found;
+    if (personName && !(person = focusedPerson(engine, *personName, "coach", err))) {
+        return exitFailed;
     }
     // The coach may ask about group chats; they are read first so that its tools can answer. Today's insight
     // goes into the system prompt, so it is awaited too.

@@ -198,6 +198,15 @@ std::vector<CoachMessage> CoachEngine::transcript(const std::string& key) const 
     return found == state->coachTranscripts().end() ? std::vector<CoachMessage>{} : found->second;
 }
 
+std::vector<dovrel::MemoryEntry> CoachEngine::memory(const std::string& key) const {
+    const AppState* state = state_.data();
+    if (state == nullptr) {
+        return {};
+    }
+    const auto found = state->coachMemory().find(key);
+    return found == state->coachMemory().end() ? std::vector<dovrel::MemoryEntry>{} : found->second;
+}
+
 void CoachEngine::append(CoachMessage message, const std::string& key) {
     AppState* state = state_.data();
     if (state == nullptr) {
@@ -595,10 +604,7 @@ void CoachEngine::summarizeIntoMemory(const std::vector<CoachMessage>& turns, co
                 if (note.empty() || dovrel::unicode::graphemeCount(note) >= longestSummary) {
                     return;
                 }
-                std::vector<dovrel::MemoryEntry> entries;
-                if (const auto found = state->coachMemory().find(key); found != state->coachMemory().end()) {
-                    entries = found->second;
-                }
+                std::vector<dovrel::MemoryEntry> entries = engine.memory(key);
                 entries.push_back(dovrel::MemoryEntry{dovrel::makeUUID(), dovrel::MemoryEntry::Kind::session,
                                                       note, engine.currentDate(), false});
                 state->setMemory(key, dovrel::CoachMemory::trimmed(std::move(entries)));
@@ -608,8 +614,7 @@ void CoachEngine::summarizeIntoMemory(const std::vector<CoachMessage>& turns, co
 }
 
 void CoachEngine::updateMemory(const std::string& key) {
-    const AppState* state = state_.data();
-    if (state == nullptr) {
+    if (state_.isNull()) {
         return;
     }
     const std::vector<CoachMessage> messages = transcript(key);
@@ -620,12 +625,8 @@ void CoachEngine::updateMemory(const std::string& key) {
     if (userMessages % 3 != 1) {
         return;
     }
-    std::vector<dovrel::MemoryEntry> entries;
-    if (const auto found = state->coachMemory().find(key); found != state->coachMemory().end()) {
-        entries = found->second;
-    }
     const std::string prompt = dovrel::CoachMemory::extractionPrompt(
-        entries, labelledLines(withoutNotes(messages), recentTurnsForMemory));
+        memory(key), labelledLines(withoutNotes(messages), recentTurnsForMemory));
     const QPointer<CoachEngine> self(this);
     beginBackgroundWork();
     AI::run(QString::fromStdString(prompt), memoryMaxTokens)
@@ -644,12 +645,8 @@ void CoachEngine::updateMemory(const std::string& key) {
                 }
                 // Read again: a session note may have arrived while the model thought, and refs resolve
                 // against the list as it is now.
-                std::vector<dovrel::MemoryEntry> current;
-                if (const auto found = target->coachMemory().find(key);
-                    found != target->coachMemory().end()) {
-                    current = found->second;
-                }
-                target->setMemory(key, dovrel::CoachMemory::apply(ops, current, engine.currentDate()));
+                target->setMemory(key,
+                                  dovrel::CoachMemory::apply(ops, engine.memory(key), engine.currentDate()));
                 target->saveArtifacts();
             });
         });

@@ -180,6 +180,7 @@ private:
     void endBackgroundWork();
     dovrel::Date currentDate() const;
     std::vector<dovrel::CoachMessage> transcript(const std::string& key) const;
+    std::vector<dovrel::MemoryEntry> memory(const std::string& key) const;
     std::optional<dovrel::PersonInsights> personWithHandle(const QString& handle) const;
 
     // Setters of the observable fields; each notifies only on a change.

@@ -385,18 +385,14 @@ CoachEngine::buildSystem(const std::optional<dovrel::PersonInsights>& person) co
     }
     const bool includeTextTools = !RelayConfig::isConfigured();
     const dovrel::Calendar calendar = state->environment().calendar;
-    const auto memoryOf = [state](const std::string& key) {
-        const auto found = state->coachMemory().find(key);
-        return found == state->coachMemory().end() ? std::vector<dovrel::MemoryEntry>{} : found->second;
-    };
 
     if (person) {
         if (const auto thread = state->threadsByHandle().find(person->handleID);
             thread != state->threadsByHandle().end()) {
             // The user's whole-life facts come first, so they reach every person chat.
-            std::vector<dovrel::MemoryEntry> memory = memoryOf("");
-            const std::vector<dovrel::MemoryEntry> own = memoryOf(person->handleID);
-            memory.insert(memory.end(), own.begin(), own.end());
+            std::vector<dovrel::MemoryEntry> remembered = memory("");
+            const std::vector<dovrel::MemoryEntry> own = memory(person->handleID);
+            remembered.insert(remembered.end(), own.begin(), own.end());
             std::optional<std::string> insight;
             for (const dovrel::Proactive::Insight& each : state->proactive()) {
                 if (each.handleID == person->handleID) {
@@ -405,8 +401,8 @@ CoachEngine::buildSystem(const std::optional<dovrel::PersonInsights>& person) co
                 }
             }
             return dovrel::CoachPrompt::personSystem(state->name(person->handleID, person->displayName),
-                                                     thread->second, *person, recentMessages, memory, insight,
-                                                     calendar, includeTextTools, userLocale());
+                                                     thread->second, *person, recentMessages, remembered,
+                                                     insight, calendar, includeTextTools, userLocale());
         }
     }
 
@@ -423,7 +419,7 @@ CoachEngine::buildSystem(const std::optional<dovrel::PersonInsights>& person) co
     if (!state->proactive().empty()) {
         insight = state->proactive().front().text;
     }
-    return dovrel::CoachPrompt::generalSystem(*state->stats(), top, memoryOf(""), insight, calendar,
+    return dovrel::CoachPrompt::generalSystem(*state->stats(), top, memory(""), insight, calendar,
                                               includeTextTools);
 }
 
