@@ -1,6 +1,7 @@
 #include "Coach/Agent.h"
 
 #include "Coach/AgentTools.h"
+#include "Foundation/Json.h"
 #include "Foundation/Unicode.h"
 
 #include <exception>
@@ -14,29 +15,9 @@ namespace {
 
 using Json = nlohmann::json;
 
-// Deeper nesting than this is nothing the relay or a tool call sends; refusing it bounds the work a hostile
-// payload can cause.
-constexpr int maxNesting = 512;
-
-struct TooDeep : std::exception {};
-
-// `text` parsed as JSON, or absent when it is none.
-std::optional<Json> parsed(std::string_view text) {
-    try {
-        return Json::parse(text.begin(), text.end(), [](int depth, Json::parse_event_t, Json&) {
-            if (depth > maxNesting) {
-                throw TooDeep();
-            }
-            return true;
-        });
-    } catch (const std::exception&) {
-        return std::nullopt;
-    }
-}
-
 // `text` parsed as a JSON object; an empty object when it is anything else.
 Json objectOrEmpty(std::string_view text) {
-    std::optional<Json> value = parsed(text);
+    std::optional<Json> value = json::parseBounded(text);
     if (value && value->is_object()) {
         return std::move(*value);
     }
@@ -284,7 +265,7 @@ void SSECollector::line(std::string_view text) {
     if (payload == "[DONE]") {
         return;
     }
-    const std::optional<Json> value = parsed(payload);
+    const std::optional<Json> value = json::parseBounded(payload);
     if (!value || !value->is_object() || value->empty()) {
         return;
     }

@@ -122,24 +122,6 @@ constexpr std::string_view instructionText =
 
 constexpr std::string_view fence = "```";
 
-// A call nested deeper than this is no call; refusing it bounds the work a hostile reply can cause.
-constexpr int maxNesting = 512;
-
-struct TooDeep : std::exception {};
-
-std::optional<Json> parsed(std::string_view text) {
-    try {
-        return Json::parse(text.begin(), text.end(), [](int depth, Json::parse_event_t, Json&) {
-            if (depth > maxNesting) {
-                throw TooDeep();
-            }
-            return true;
-        });
-    } catch (const std::exception&) {
-        return std::nullopt;
-    }
-}
-
 // An integer is any JSON number without a fraction that fits, as an encoder that only knows doubles writes
 // 40 as 40.0.
 std::optional<std::int64_t> optionalInteger(const Json& object, const char* key) {
@@ -186,7 +168,7 @@ std::optional<std::pair<std::string_view, Call>> firstCall(std::string_view text
         return std::nullopt;
     }
     const std::string_view body = unicode::trimmed(rest.substr(0, close));
-    const std::optional<Json> value = parsed(body);
+    const std::optional<Json> value = json::parseBounded(body);
     if (!value) {
         return std::nullopt;
     }
@@ -237,7 +219,7 @@ std::optional<Call> parseCall(std::string_view text) {
 }
 
 std::optional<Call> call(const Agent::ToolUse& use) {
-    std::optional<Json> input = parsed(use.inputJSON);
+    std::optional<Json> input = json::parseBounded(use.inputJSON);
     if (!input || !input->is_object()) {
         return std::nullopt;
     }

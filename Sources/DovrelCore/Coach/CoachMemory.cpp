@@ -112,11 +112,6 @@ constexpr std::string_view summaryInstruction =
     "Summarize this coaching session in ONE sentence (max 25 words) capturing what we worked on and where it "
     "landed — the note a coach would keep. Reply with only the sentence.\n\n";
 
-// Deeper nesting than this is no operation list; refusing it keeps a hostile reply from costing much.
-constexpr int maxNesting = 512;
-
-struct TooDeep : std::exception {};
-
 } // namespace
 
 std::string_view MemoryEntry::rawValue(Kind kind) {
@@ -223,15 +218,13 @@ std::vector<Op> parseOps(std::string_view reply) {
         return {};
     }
     const std::string_view body = reply.substr(open, close - open + 1);
+    const std::optional<Json> parsed = json::parseBounded(body);
+    if (!parsed) {
+        return {};
+    }
     try {
-        const Json parsed = Json::parse(body.begin(), body.end(), [](int depth, Json::parse_event_t, Json&) {
-            if (depth > maxNesting) {
-                throw TooDeep();
-            }
-            return true;
-        });
         OpsEnvelope envelope;
-        from_json(parsed, envelope);
+        from_json(*parsed, envelope);
         return std::move(envelope.ops);
     } catch (const std::exception&) {
         return {};

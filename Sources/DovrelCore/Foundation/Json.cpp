@@ -26,6 +26,24 @@ void from_json(const nlohmann::json& in, DateInterval& interval) {
 }
 
 namespace json {
+namespace {
+
+struct TooDeep : std::exception {};
+
+} // namespace
+
+std::optional<Json> parseBounded(std::string_view text) {
+    try {
+        return Json::parse(text.begin(), text.end(), [](int depth, Json::parse_event_t, Json&) {
+            if (depth > maxNesting) {
+                throw TooDeep();
+            }
+            return true;
+        });
+    } catch (const std::exception&) {
+        return std::nullopt;
+    }
+}
 
 void expectObject(const Json& value, const char* what) {
     if (!value.is_object()) {

@@ -14,6 +14,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace dovrel {
@@ -31,6 +32,13 @@ class DecodeError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// Deeper nesting than this is nothing a relay, a model or a stored file sends; refusing it bounds the work a
+// hostile text can cause.
+inline constexpr int maxNesting = 512;
+
+// `text` parsed as JSON, or absent when it is none or nests deeper than `maxNesting`.
+std::optional<Json> parseBounded(std::string_view text);
 
 // Throws DecodeError unless `value` is an object.
 void expectObject(const Json& value, const char* what);
