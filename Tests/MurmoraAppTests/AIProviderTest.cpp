@@ -3,6 +3,7 @@
 #include "AI/AI.h"
 #include "AI/AIError.h"
 #include "AI/ClaudeCLI.h"
+#include "AwaitFuture.h"
 #include "Coach/ArchetypePrompt.h"
 #include "CompareJson.h"
 #include "LocalHttpServer.h"
@@ -39,23 +40,6 @@ QByteArray claudeScript(const QByteArray& answer, int status = 0, int sleepSecon
     script += "cat <<'ANSWER'\n" + answer + "\nANSWER\n";
     script += "exit " + QByteArray::number(status) + "\n";
     return script;
-}
-
-template <typename T> T await(QFuture<T> future, int timeoutMs = 30000) {
-    if (!QTest::qWaitFor([&future] { return future.isFinished(); }, timeoutMs)) {
-        throw std::runtime_error("the call did not end");
-    }
-    return future.result();
-}
-
-quint16 closedPort() {
-    QTcpServer probe;
-    if (!probe.listen(QHostAddress::LocalHost, 0)) {
-        return 1;
-    }
-    const quint16 port = probe.serverPort();
-    probe.close();
-    return port;
 }
 
 // What a call ended in, in words a table can compare: the text, or the kind of failure.

@@ -3,6 +3,7 @@
 #include "AI/AI.h"
 #include "AI/AIError.h"
 #include "AI/RelayConfig.h"
+#include "AwaitFuture.h"
 #include "CompareJson.h"
 #include "LocalHttpServer.h"
 #include "RelayEvents.h"
@@ -33,14 +34,6 @@ template <typename T> bool waitFor(const QFuture<T>& future, int timeoutMs) {
     return QTest::qWaitFor([&future] { return future.isFinished(); }, timeoutMs);
 }
 
-// The outcome of a call: its value, or its failure rethrown.
-template <typename T> T await(QFuture<T> future, int timeoutMs = 20000) {
-    if (!waitFor(future, timeoutMs)) {
-        throw std::runtime_error("the call did not end");
-    }
-    return future.result();
-}
-
 // The AIError a call fails with; nothing when it ends otherwise.
 template <typename T> std::optional<AIError> aiFailure(QFuture<T> future) {
     try {
@@ -56,17 +49,6 @@ template <typename T> std::optional<AIError> aiFailure(QFuture<T> future) {
 QFuture<std::vector<Block>> chat(AI::DeltaHandler onDelta = {}) {
     return AI::chatViaRelay("You are my texting coach.", {ChatMessage::user("How do I text?")}, {}, 16000,
                             std::move(onDelta));
-}
-
-// A port on which nothing listens.
-quint16 closedPort() {
-    QTcpServer probe;
-    if (!probe.listen(QHostAddress::LocalHost, 0)) {
-        return 1;
-    }
-    const quint16 port = probe.serverPort();
-    probe.close();
-    return port;
 }
 
 } // namespace
