@@ -1,16 +1,12 @@
-# The VADER sentiment lexicon comes from the npm package vader-sentiment, which scripts/setup installs into
-# third_party/vader/node_modules. Its text is compiled into the library, so the program needs no data file.
+# The VADER sentiment lexicon (vader_lexicon.txt of the npm package vader-sentiment 1.1.3, Apache-2.0, with its
+# LICENSE and NOTICE) is kept in third_party/vader, so a build needs neither node nor npm. Its text is compiled
+# into the library, so the program needs no data file. The package itself (installed by scripts/setup for the
+# tests) is what the sentiment tests compare our scores with.
 include_guard(GLOBAL)
 
+set(MURMORA_VADER_LEXICON "${PROJECT_SOURCE_DIR}/third_party/vader/vader_lexicon.txt")
 set(MURMORA_VADER_PACKAGE_DIR "${PROJECT_SOURCE_DIR}/third_party/vader/node_modules/vader-sentiment"
-    CACHE INTERNAL "Installed vader-sentiment package")
-set(MURMORA_VADER_LEXICON "${MURMORA_VADER_PACKAGE_DIR}/vader_lexicon.txt")
-
-if(NOT EXISTS "${MURMORA_VADER_LEXICON}")
-  message(FATAL_ERROR
-    "The VADER sentiment lexicon is missing: ${MURMORA_VADER_LEXICON} does not exist.\n"
-    "Run scripts/setup to install it (it runs `npm ci` in third_party/vader).")
-endif()
+    CACHE INTERNAL "Installed vader-sentiment package, for the tests")
 
 # Adds to `target` a generated source that defines dovrel::Vader::lexiconText(). It is written again whenever
 # the lexicon file changes.
