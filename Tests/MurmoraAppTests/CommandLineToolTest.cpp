@@ -10,6 +10,7 @@
 #endif
 
 #include <QDateTime>
+#include <QDir>
 #include <QProcess>
 #include <QTest>
 
@@ -34,8 +35,8 @@ private slots:
     }
 
     void searchAndCountPrintStatusThenResult() {
-        const std::filesystem::path copy =
-            dovrel::DatabaseCopier::copyForReading(home_->databasePath().toStdString());
+        const dovrel::ReadingCopy copy =
+            dovrel::MessageStore::copyForReading(home_->databasePath().toStdString());
         long long dinners = 0;
         for (const dovrel::ContactThread& thread : dovrel::MessageStore(copy.string()).oneToOneThreads()) {
             for (const dovrel::RawMessage& message : thread.messages) {
@@ -104,6 +105,9 @@ private slots:
         QCOMPARE(groups.code, 0);
         QVERIFY2(groups.out.startsWith(QStringLiteral("Pulled your group chats.\n")), qPrintable(groups.out));
         QVERIFY(groups.out.contains(name + QStringLiteral(" \u2014 ")));
+        // Every copy a run made (messages, address book, group load) went when its read ended.
+        QCOMPARE(QDir(home_->path() + "/tmp").entryList({QStringLiteral("murmora-*")}, QDir::Dirs),
+                 QStringList());
     }
 
     void misuseAndMissingAccess() {
