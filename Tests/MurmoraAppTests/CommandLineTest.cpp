@@ -2,12 +2,14 @@
 #ifndef Q_MOC_RUN
 #include "Cli/CommandLine.h"
 
+#include "MessageSources/SQLiteDB.h"
 #include "State/Store.h"
 #include "TestHome.h"
 #endif
 
 #include <QTest>
 #include <sstream>
+#include <sys/stat.h>
 
 namespace {
 
@@ -73,20 +75,132 @@ private slots:
         QCOMPARE(store.folder(), home_->path() + QStringLiteral("/.local/share/Murmora"));
     }
 
-    void exitCodesTellNoAccessFailureAndMisuse() {
+    // Damaged or odd surroundings: each ends with the exit code the README promises and a reason a person
+    // can read, and no copy of the database stays in the temporary folder.
+    void damagedHomesSayWhatWentWrong() {
+        const int days = static_cast<int>((dovrel::Date::now().unixTime() - TestHome::nowUnix) / 86400) + 365;
+        const auto sql = [](const char* statements) {
+            return [statements](const TestHome& home) {
+                home.generate();
+                dovrel::SQLiteDB(home.databasePath().toStdString(), false).execute(statements);
+            };
+        };
+        struct Case {
+            const char* name;
+            std::function<void(const TestHome&)> make;
+            int days;
+            int code;
+            std::vector<std::string> said;
+        };
+        const std::vector<Case> cases{
+            {"no database", [](const TestHome&) {}, days, 2, {"Library/Messages/chat.db", "missing"}},
+            {"empty file",
+             [](const TestHome& home) {
+                 QDir().mkpath(home.path() + "/Library/Messages");
+                 QFile(home.databasePath()).open(QIODevice::WriteOnly);
+             },
+             days,
+             2,
+             {"holds no tables at all", "prepareFailed(\"no such table: chat\")"}},
+            {"not a database",
+             [](const TestHome& home) {
+                 home.generate();
+                 home.damageDatabase();
+             },
+             days,
+             2,
+             {"damaged, or not a database", "file is not a database"}},
+            {"a pipe",
+             [](const TestHome& home) {
+                 QDir().mkpath(home.path() + "/Library/Messages");
+                 ::mkfifo(home.databasePath().toUtf8().constData(), 0600);
+             },
+             days,
+             2,
+             {"not a regular file"}},
+            {"a pipe as the log",
+             [](const TestHome& home) {
+                 home.generate();
+                 QFile::remove(home.databasePath() + "-wal");
+                 ::mkfifo((home.databasePath() + "-wal").toUtf8().constData(), 0600);
+             },
+             days,
+             2,
+             {"chat.db-wal: it is not a regular file"}},
+            {"an older layout",
+             [](const TestHome& home) {
+                 home.generate();
+                 dovrel::SQLiteDB db(home.databasePath().toStdString(), false);
+                 for (const dovrel::SQLRow& index : db.query(
+                          "SELECT name FROM sqlite_schema WHERE type = 'index' AND sql LIKE '%is_read%'")) {
+                     db.execute("DROP INDEX " + *index.string("name"));
+                 }
+                 db.execute("ALTER TABLE message DROP COLUMN is_read");
+             },
+             days,
+             2,
+             {"no column \u201cis_read\u201d in its table \u201cmessage\u201d", "prepareFailed"}},
+            {"out-of-range cells",
+             sql("UPDATE message SET date = 1e19 WHERE ROWID = 3; UPDATE message SET is_from_me = 1e300 "
+                 "WHERE ROWID = 4; UPDATE message SET is_read = 9e999 WHERE ROWID = 5;"
+                 "UPDATE message SET date = -9223372036854775808 WHERE ROWID = 6"),
+             days,
+             0,
+             {}},
+            {"no messages in the period",
+             [](const TestHome& home) { home.generate(); },
+             1,
+             1,
+             {"No messages found in the last 1 days."}},
+            {"an empty TMPDIR",
+             [](const TestHome& home) {
+                 home.generate();
+                 qputenv("TMPDIR", "");
+             },
+             days,
+             0,
+             {}},
+            {"a home that is not UTF-8",
+             [](const TestHome& home) {
+                 const QByteArray folder = home.path().toUtf8() + "/caf\xe9";
+                 demohome::DemoHomeOptions options;
+                 options.outDir = std::filesystem::path(folder.toStdString());
+                 options.messages = 1500;
+                 options.nowUnixSeconds = TestHome::nowUnix;
+                 demohome::generateDemoHome(options);
+                 qputenv("HOME", folder);
+             },
+             days,
+             0,
+             {}},
+        };
+        for (const Case& c : cases) {
+            home_ = std::make_unique<TestHome>();
+            c.make(*home_);
+            std::string out;
+            std::string err;
+            const int code =
+                run({QStringLiteral("learn"), QStringLiteral("--days"), QString::number(c.days)}, out, err);
+            QVERIFY2(code == c.code,
+                     qPrintable(QStringLiteral("%1: exit %2, %3").arg(c.name).arg(code).arg(err.c_str())));
+            for (const std::string& words : c.said) {
+                QVERIFY2(err.find(words) != std::string::npos,
+                         qPrintable(QStringLiteral("%1: %2").arg(c.name, err.c_str())));
+            }
+            if (c.code == 0) {
+                QVERIFY2(out.find("Recap: /") != std::string::npos, c.name);
+            }
+            const QStringList left =
+                QDir(home_->path() + "/tmp").entryList({QStringLiteral("murmora-*")}, QDir::Dirs);
+            QVERIFY2(left.isEmpty(), qPrintable(left.join(QLatin1Char(' '))));
+            std::error_code ignored; // QTemporaryDir cannot remove a name that is not UTF-8
+            std::filesystem::remove_all(home_->home(), ignored);
+        }
+    }
+
+    void misuse() {
         std::string out;
         std::string err;
-        QCOMPARE(run({QStringLiteral("learn")}, out, err), 2);
-        QVERIFY(err.find("Library/Messages/chat.db") != std::string::npos);
-
-        home_->generate();
-        QCOMPARE(run({QStringLiteral("learn"), QStringLiteral("--days"), QStringLiteral("1")}, out, err), 1);
-        QCOMPARE(err, std::string("Error Domain=murmora Code=1 \"No messages found in the last 1 days.\"\n"));
-
-        home_->damageDatabase();
-        QCOMPARE(run({QStringLiteral("learn")}, out, err), 1);
-        QCOMPARE(err, std::string("prepareFailed(\"file is not a database\")\n"));
-
         QCOMPARE(run({QStringLiteral("learn"), QStringLiteral("--days"), QStringLiteral("zero")}, out, err),
                  64);
         QCOMPARE(run({QStringLiteral("learn"), QStringLiteral("--days")}, out, err), 64);
@@ -94,6 +208,8 @@ private slots:
         QCOMPARE(run({}, out, err), 64);
         QCOMPARE(run({QStringLiteral("help")}, out, err), 0);
         QVERIFY(out.find("learn [--days N]") != std::string::npos);
+        QCOMPARE(run({QStringLiteral("learn"), QStringLiteral("--help")}, out, err), 0);
+        QVERIFY(out.rfind("usage: murmora-cli learn [--days N]", 0) == 0);
     }
 
 private:

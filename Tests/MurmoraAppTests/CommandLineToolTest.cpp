@@ -123,6 +123,10 @@ private slots:
                  64);
         QCOMPARE(cli({QStringLiteral("tool"), QStringLiteral("overview"), QStringLiteral("--person")}).code,
                  64);
+        QCOMPARE(cli({QStringLiteral("tool"), QString(), QStringLiteral("{}")}).code, 64);
+        run = cli({QStringLiteral("tool"), QStringLiteral("search"), QStringLiteral("--help")});
+        QCOMPARE(run.code, 0);
+        QVERIFY(run.out.startsWith(QStringLiteral("usage: murmora-cli tool NAME")));
 
         run = cli({QStringLiteral("tool"), QStringLiteral("overview"), QStringLiteral("--person"),
                    QStringLiteral("Zzyzx")});
@@ -133,6 +137,24 @@ private slots:
         run = cli({QStringLiteral("tool"), QStringLiteral("overview")});
         QCOMPARE(run.code, 2);
         QVERIFY(run.err.contains(QStringLiteral("Library/Messages/chat.db")));
+    }
+
+    // A profile learned over a long history is read back over its own period, and a run that fails says why.
+    void readsOverTheLearnedPeriod() {
+        const TestHome old;
+        demohome::DemoHomeOptions options;
+        options.outDir = old.home();
+        options.messages = 1500;
+        options.nowUnixSeconds = QDateTime::currentSecsSinceEpoch() - 3 * 365 * 86400;
+        demohome::generateDemoHome(options);
+        QCOMPARE(cli({QStringLiteral("learn"), QStringLiteral("--days"), QStringLiteral("2000")}).code, 0);
+        const CliRun overview = cli({QStringLiteral("tool"), QStringLiteral("overview")});
+        QVERIFY2(overview.code == 0 && overview.out.contains(QStringLiteral("top people: ")),
+                 qPrintable(overview.err));
+        const CliRun recent = cli({QStringLiteral("tool"), QStringLiteral("overview"),
+                                   QStringLiteral("--days"), QStringLiteral("30")});
+        QCOMPARE(recent.code, 1);
+        QCOMPARE(recent.err, QStringLiteral("No messages found in the last 30 days.\n"));
     }
 
 private:
