@@ -11,6 +11,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <vector>
+#if defined(__APPLE__)
+#include <copyfile.h>
+#endif
 
 namespace dovrel {
 
@@ -80,6 +83,73 @@ private:
     int fd_;
 };
 
+// A quota or a file size limit leaves no room just as a full disk does.
+[[noreturn]] void failWriting(const fs::path& to, int error) {
+    fail("cannot write the copy", to, error == EDQUOT || error == EFBIG ? ENOSPC : error);
+}
+
+void copyThroughBuffer(int source, int target, const fs::path& from, const fs::path& to) {
+    std::vector<char> buffer(1 << 20);
+    for (;;) {
+        const ssize_t got = ::read(source, buffer.data(), buffer.size());
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            fail("cannot read the database", from, errno);
+        }
+        if (got == 0) {
+            return;
+        }
+        for (ssize_t written = 0; written < got;) {
+            const ssize_t put =
+                ::write(target, buffer.data() + written, static_cast<std::size_t>(got - written));
+            if (put < 0) {
+                if (errno == EINTR) {
+                    continue;
+                }
+                failWriting(to, errno);
+            }
+            written += put;
+        }
+    }
+}
+
+// The kernel's own copy, which moves no bytes through this process (and may share blocks on a file system
+// that can). False when it is not available here, before anything was written.
+bool copyInKernel(int source, int target, const fs::path& to) {
+#if defined(__linux__)
+    bool started = false;
+    for (;;) {
+        const ssize_t copied = ::copy_file_range(source, nullptr, target, nullptr, std::size_t{1} << 30, 0);
+        if (copied > 0) {
+            started = true;
+            continue;
+        }
+        if (copied == 0) {
+            return true;
+        }
+        if (errno == EINTR) {
+            continue;
+        }
+        if (!started && (errno == ENOSYS || errno == EXDEV || errno == EINVAL || errno == EOPNOTSUPP)) {
+            return false;
+        }
+        failWriting(to, errno);
+    }
+#elif defined(__APPLE__)
+    if (::fcopyfile(source, target, nullptr, COPYFILE_DATA) != 0) {
+        failWriting(to, errno);
+    }
+    return true;
+#else
+    (void)source;
+    (void)target;
+    (void)to;
+    return false;
+#endif
+}
+
 // Copies one file into a new file readable by its owner only. The source is opened without blocking and its
 // type tested on the open descriptor, so a pipe or device under the database's name cannot hang the copy.
 void copyFile(const fs::path& from, const fs::path& to) {
@@ -98,31 +168,8 @@ void copyFile(const fs::path& from, const fs::path& to) {
     if (target.get() < 0) {
         fail("cannot create the copy", to, errno);
     }
-    std::vector<char> buffer(1 << 20);
-    for (;;) {
-        const ssize_t got = ::read(source.get(), buffer.data(), buffer.size());
-        if (got < 0) {
-            if (errno == EINTR) {
-                continue;
-            }
-            fail("cannot read the database", from, errno);
-        }
-        if (got == 0) {
-            break;
-        }
-        for (ssize_t written = 0; written < got;) {
-            const ssize_t put =
-                ::write(target.get(), buffer.data() + written, static_cast<std::size_t>(got - written));
-            if (put < 0) {
-                if (errno == EINTR) {
-                    continue;
-                }
-                // A quota or a file size limit leaves no room just as a full disk does.
-                const int error = errno == EDQUOT || errno == EFBIG ? ENOSPC : errno;
-                fail("cannot write the copy", to, error);
-            }
-            written += put;
-        }
+    if (!copyInKernel(source.get(), target.get(), to)) {
+        copyThroughBuffer(source.get(), target.get(), from, to);
     }
 }
 
