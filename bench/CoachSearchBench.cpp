@@ -57,10 +57,8 @@ int main(int argc, char* argv[]) {
     }
 
     try {
-        const std::filesystem::path copy =
-            DatabaseCopier::copyForReading(home / "Library" / "Messages" / "chat.db");
+        const ReadingCopy copy = MessageStore::copyForReading(home / "Library" / "Messages" / "chat.db");
         const std::vector<ContactThread> threads = MessageStore(copy.string()).oneToOneThreads();
-        std::filesystem::remove_all(copy.parent_path());
         const std::vector<const ContactThread*> all = CorpusTools::references(threads);
         std::size_t messages = 0;
         for (const ContactThread& thread : threads) {

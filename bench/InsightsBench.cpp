@@ -48,10 +48,8 @@ int main(int argc, char* argv[]) {
         const nlohmann::json summary = nlohmann::json::parse(std::ifstream(home / "summary.json"));
         const Date now{summary.at("now").get<double>()};
 
-        const std::filesystem::path copy =
-            DatabaseCopier::copyForReading(home / "Library" / "Messages" / "chat.db");
+        const ReadingCopy copy = MessageStore::copyForReading(home / "Library" / "Messages" / "chat.db");
         const std::vector<ContactThread> threads = MessageStore(copy.string()).oneToOneThreads();
-        std::filesystem::remove_all(copy.parent_path());
         if (threads.empty()) {
             std::cerr << "insights-bench: no one-to-one threads\n";
             return 1;

@@ -210,9 +210,9 @@ int main(int argc, char* argv[]) {
         }
 
         scratch.empty();
-        const std::filesystem::path floorCopy =
-            dovrel::DatabaseCopier::copyForReading(murmora::Generator::messagesDatabasePath(home));
-        const std::filesystem::path statement = floorCopy.parent_path() / "statement.sql";
+        const dovrel::ReadingCopy floorCopy =
+            dovrel::MessageStore::copyForReading(murmora::Generator::messagesDatabasePath(home));
+        const std::filesystem::path statement = floorCopy.folder() / "statement.sql";
         std::ofstream(statement) << dovrel::MessageStore::oneToOneStatement() << ";\n";
         const std::string command =
             "sqlite3 '" + floorCopy.string() + "' < '" + statement.string() + "' > /dev/null";

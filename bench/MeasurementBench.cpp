@@ -98,10 +98,8 @@ int main(int argc, char* argv[]) {
 
     try {
         const auto readStart = Clock::now();
-        const std::filesystem::path copy =
-            DatabaseCopier::copyForReading(home / "Library" / "Messages" / "chat.db");
+        const ReadingCopy copy = MessageStore::copyForReading(home / "Library" / "Messages" / "chat.db");
         const std::vector<ContactThread> threads = MessageStore(copy.string()).oneToOneThreads();
-        std::filesystem::remove_all(copy.parent_path());
         const double reading = secondsSince(readStart);
 
         std::size_t messages = 0;

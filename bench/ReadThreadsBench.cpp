@@ -90,8 +90,8 @@ int main(int argc, char* argv[]) {
 
     try {
         auto start = Clock::now();
-        const std::filesystem::path copy =
-            dovrel::DatabaseCopier::copyForReading(home / "Library" / "Messages" / "chat.db");
+        const dovrel::ReadingCopy copy =
+            dovrel::MessageStore::copyForReading(home / "Library" / "Messages" / "chat.db");
         const double copySeconds = secondsSince(start);
 
         double best = 1e300;
@@ -110,7 +110,7 @@ int main(int argc, char* argv[]) {
             digest = digestOf(threads);
         }
 
-        const std::filesystem::path statement = copy.parent_path() / "statement.sql";
+        const std::filesystem::path statement = copy.folder() / "statement.sql";
         std::ofstream(statement) << dovrel::MessageStore::oneToOneStatement() << ";\n";
         const std::string command =
             "sqlite3 '" + copy.string() + "' < '" + statement.string() + "' > /dev/null";
@@ -135,7 +135,6 @@ int main(int argc, char* argv[]) {
         std::printf("sqlite3 tool:     %.3f s  %.0f rows/s, cpu %.3f s\n", floor, rows / floor, floorCPU);
         std::printf("reader / floor:   %.2f\n", best / floor);
         std::printf("digest:           %016llx\n", static_cast<unsigned long long>(digest));
-        std::filesystem::remove_all(copy.parent_path());
     } catch (const std::exception& error) {
         std::cerr << error.what() << "\n";
         return 1;

@@ -1,3 +1,4 @@
+#include "MessageSources/DatabaseCopier.h"
 #include "State/AppState.h"
 
 #include <QGuiApplication>
@@ -7,6 +8,8 @@ int main(int argc, char* argv[]) {
     QGuiApplication app(argc, argv);
     QGuiApplication::setApplicationName(QStringLiteral("Murmora"));
     QGuiApplication::setOrganizationName(QStringLiteral("Murmora"));
+    // Copies left behind by a process that ended before it could remove them.
+    dovrel::DatabaseCopier::removeStaleCopies();
 
     murmora::AppState state(nullptr);
     QQmlApplicationEngine engine;

@@ -4,6 +4,9 @@
 
 #include <fstream>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace dovrel;
 namespace fs = std::filesystem;
@@ -74,4 +77,32 @@ TEST(ContactsDBTest, DefaultPathIsTheLargestAddressBookAnywhereBelow) {
     ASSERT_TRUE(best.has_value());
     EXPECT_EQ(best->filename(), "AddressBook-v22.abcddb");
     EXPECT_EQ(fs::file_size(*best), 4000u);
+}
+
+// A folder that cannot be opened (here: no descriptor left, as a protected folder refuses on a Mac) is passed
+// over, and the search goes on with the folders after it.
+TEST(ContactsDBTest, DefaultPathSearchGoesOnPastAFolderThatCannotBeOpened) {
+    const TempDir home;
+    const fs::path root = home.path() / "Library" / "Application Support" / "AddressBook";
+    constexpr int folders = 16;
+    for (int i = 0; i < folders; ++i) {
+        const fs::path folder = root / ("S" + std::to_string(i));
+        fs::create_directories(folder / "deep" / "deeper");
+        std::ofstream(folder / "AddressBook-v22.abcddb")
+            << std::string(static_cast<std::size_t>(1000 * (i + 1)), 'x');
+    }
+    const pid_t child = ::fork();
+    if (child == 0) {
+        // Descriptors for the root and one folder below it: every "deep" fails to open.
+        for (int fd = 3; fd < 1024; ++fd) {
+            ::close(fd);
+        }
+        const rlimit limit{5, 5};
+        ::setrlimit(RLIMIT_NOFILE, &limit);
+        const std::optional<fs::path> best = ContactsDB::defaultPath(home.path());
+        ::_exit(best && best->parent_path().filename() == "S" + std::to_string(folders - 1) ? 0 : 1);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
 }

@@ -25,12 +25,10 @@ TEST(DemoHomeReadTest, ReaderAgreesWithWhatTheGeneratorWrote) {
     const nlohmann::json summary = nlohmann::json::parse(std::ifstream(written.summary));
     const nlohmann::json& expected = summary.at("oneToOne");
 
-    const fs::path copy = DatabaseCopier::copyForReading(home.path() / "Library" / "Messages" / "chat.db");
+    const ReadingCopy copy = MessageStore::copyForReading(home.path() / "Library" / "Messages" / "chat.db");
     MessageStore store(copy.string());
     ReadCounts counts;
     const std::vector<ContactThread> threads = store.oneToOneThreads(&counts);
-    fs::remove_all(copy.parent_path());
-
     const nlohmann::json& expectedThreads = expected.at("threads");
     ASSERT_EQ(threads.size(), expectedThreads.size());
     std::size_t kept = 0;

@@ -74,7 +74,7 @@ TEST(MeasurementGoldenTest, DemoHome) {
     options.nowUnixSeconds = 1'767'225'600; // 2026-01-01 00:00 UTC
     demohome::generateDemoHome(options);
 
-    const fs::path copy = DatabaseCopier::copyForReading(demohome::messagesDatabasePath(home.path()));
+    const ReadingCopy copy = MessageStore::copyForReading(demohome::messagesDatabasePath(home.path()));
     MessageStore store(copy.string());
     const std::vector<ContactThread> threads = store.oneToOneThreads();
     // The reader walks messages in date order; a plan that sorts them costs a spill to disk on a long
@@ -83,7 +83,6 @@ TEST(MeasurementGoldenTest, DemoHome) {
         EXPECT_EQ(step.string("detail").value_or("").find("TEMP B-TREE"), std::string::npos)
             << *step.string("detail");
     }
-    fs::remove_all(copy.parent_path());
     ASSERT_FALSE(threads.empty());
 
     const Calendar calendar("America/New_York");

@@ -4,6 +4,7 @@
 #include "MessagesDatabase.h"
 #include "TempDir.h"
 
+#include <fstream>
 #include <gtest/gtest.h>
 
 using namespace dovrel;
@@ -196,26 +197,93 @@ TEST(MessageStoreTest, ReadsTheNewestRowsFromTheWriteAheadLogOfACopy) {
         chat.db().closeLeavingWal();
     }
     ASSERT_GT(fs::file_size(live.string() + "-wal"), 0u);
-    const fs::path copy = DatabaseCopier::copyForReading(live);
+    const ReadingCopy copy = MessageStore::copyForReading(live);
     MessageStore store(copy.string());
     const auto threads = store.oneToOneThreads();
     ASSERT_EQ(threads.size(), 1u);
     EXPECT_EQ(threads[0].messages.size(), 2u);
     EXPECT_EQ(threads[0].messages.back().text, "only in the log");
-    fs::remove_all(copy.parent_path());
 }
 
-TEST(MessageStoreTest, MissingOrDamagedDatabaseThrowsSQLiteError) {
+// One damaged cell must not take the whole history down: a row whose read cell is unusable is dropped as a
+// row with no date is, and a damaged cell nobody reads changes nothing.
+TEST(MessageStoreTest, DamagedCellsDropTheirRowOnlyAndTheGivenFileIsNeverWritten) {
+    const TempDir dir;
+    const fs::path path = dir.path() / "chat.db";
+    {
+        ChatDb chat(path);
+        const std::int64_t ann = chat.oneToOne("+15550000004");
+        const std::int64_t group = chat.db().addChat("chat-group", demohome::kChatStyleGroup, "Crew", "crew");
+        for (int i = 1; i <= 9; ++i) {
+            chat.text(ann, at(i), "one " + std::to_string(i));
+            chat.text(group, at(i), "group " + std::to_string(i), true);
+        }
+        for (const char* member : {"+15550000005", "+15550000006"}) {
+            chat.db().joinChatHandle(group, chat.db().addHandle(member));
+        }
+    }
+    SQLiteDB(path.string(), false)
+        .execute("UPDATE message SET date = 1e19 WHERE text IN ('one 1', 'group 1');"
+                 "UPDATE message SET date = 9e999 WHERE text IN ('one 2', 'group 2');"
+                 "UPDATE message SET is_from_me = 1e300 WHERE text IN ('one 3', 'group 3');"
+                 "UPDATE message SET is_read = 9e999 WHERE text = 'one 4';"
+                 "UPDATE message SET date = -9223372036854775808 WHERE text IN ('one 5', 'group 5');"
+                 "UPDATE message SET date_read = 1e300, error = -9e999;" // read by no one
+                 "UPDATE message SET associated_message_type = 1e300 WHERE text = 'group 6';");
+    std::ifstream before(path, std::ios::binary);
+    const std::string bytes((std::istreambuf_iterator<char>(before)), std::istreambuf_iterator<char>());
+
+    MessageStore store(path.string());
+    ReadCounts counts;
+    const std::vector<ContactThread> threads = store.oneToOneThreads(&counts);
+    ASSERT_EQ(threads.size(), 1u);
+    std::vector<std::string> texts;
+    for (const RawMessage& message : threads[0].messages) {
+        texts.push_back(message.text);
+    }
+    EXPECT_EQ(texts, (std::vector<std::string>{"one 6", "one 7", "one 8", "one 9"}));
+    EXPECT_EQ(counts.dropped, 5u);
+
+    const std::vector<GroupThread> groups = store.groupThreads(1);
+    ASSERT_EQ(groups.size(), 1u);
+    EXPECT_EQ(groups[0].messages.size(), 4u); // group 4 and 7 to 9
+
+    std::ifstream after(path, std::ios::binary);
+    EXPECT_EQ(std::string((std::istreambuf_iterator<char>(after)), std::istreambuf_iterator<char>()), bytes)
+        << "the reader wrote to the file it was given";
+}
+
+TEST(MessageStoreTest, MissingTablesAndColumnsAreNamed) {
     const TempDir dir;
     EXPECT_THROW(MessageStore((dir.path() / "absent.db").string()), SQLiteError);
-
-    const fs::path noTables = dir.path() / "empty.db";
-    { SQLiteDB(noTables.string(), false).execute("CREATE TABLE unrelated(x)"); }
-    MessageStore store(noTables.string());
-    try {
-        store.oneToOneThreads();
-        FAIL();
-    } catch (const SQLiteError& error) {
-        EXPECT_EQ(error.errorCase(), SQLiteError::Case::prepareFailed);
+    const fs::path empty = dir.path() / "empty.db";
+    std::ofstream(empty).flush();
+    const fs::path older = dir.path() / "older.db";
+    { ChatDb chat(older); }
+    {
+        SQLiteDB db(older.string(), false);
+        for (const SQLRow& index :
+             db.query("SELECT name FROM sqlite_schema WHERE type = 'index' AND sql LIKE '%is_read%'")) {
+            db.execute("DROP INDEX " + *index.string("name"));
+        }
+        db.execute("ALTER TABLE message DROP COLUMN is_read; DROP TABLE chat_handle_join");
     }
+    // What is missing, as "table.column"; the failure keeps its own case.
+    const auto missing = [](const fs::path& file, bool groups) {
+        MessageStore store(file.string());
+        try {
+            groups ? (void)store.groupThreads(1) : (void)store.oneToOneThreads();
+        } catch (const MissingSchemaError& error) {
+            EXPECT_EQ(error.errorCase(), SQLiteError::Case::prepareFailed);
+            return error.table() + "." + error.column();
+        }
+        return std::string("nothing");
+    };
+    EXPECT_EQ(missing(empty, false), ".");
+    EXPECT_EQ(missing(older, false), "chat_handle_join.");
+    EXPECT_EQ(missing(older, true), "chat_handle_join.");
+    SQLiteDB(older.string(), false)
+        .execute("CREATE TABLE chat_handle_join(chat_id INTEGER, handle_id INTEGER)");
+    EXPECT_EQ(missing(older, false), "message.is_read");
+    EXPECT_EQ(missing(older, true), "nothing"); // group chats read no is_read
 }

@@ -1,10 +1,17 @@
+#include "Foundation/TemporaryFolder.h"
 #include "MessageSources/DatabaseCopier.h"
 #include "MessageSources/SQLiteDB.h"
 #include "TempDir.h"
 
+#include <algorithm>
+#include <csignal>
 #include <fstream>
 #include <future>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace dovrel;
 namespace fs = std::filesystem;
@@ -66,9 +73,23 @@ TEST(SQLiteDBTest, FailuresCarryTheirCaseAndSQLiteMessage) {
         EXPECT_EQ(error.errorCase(), SQLiteError::Case::stepFailed);
         EXPECT_EQ(std::string(error.what()), "stepFailed(\"table t already exists\")");
     }
-    // A REAL with no integer form is a damaged file's fault: an error, not the end of the process.
-    db.execute("CREATE TABLE r(v REAL); INSERT INTO r VALUES(1e300);");
-    EXPECT_THROW(db.query("SELECT v FROM r"), SQLiteError);
+    // A REAL with no integer form is a damaged file's fault. Read in place it is no integer, and only when
+    // asked for; a whole row copied fails, naming the cell.
+    db.execute("CREATE TABLE r(v REAL, w); INSERT INTO r VALUES(1e300, 1), (2.5, 2);");
+    std::vector<std::pair<bool, std::optional<std::int64_t>>> seen;
+    db.forEachRowInPlace("SELECT v, w FROM r", [&](const SQLRowView& row) {
+        seen.emplace_back(row.unusable(0), row.int64(0));
+        EXPECT_FALSE(row.unusable(1));
+    });
+    EXPECT_EQ(seen,
+              (std::vector<std::pair<bool, std::optional<std::int64_t>>>{{true, std::nullopt}, {false, 2}}));
+    EXPECT_EQ(db.query("SELECT w FROM r").size(), 2u);
+    try {
+        db.query("SELECT w, v FROM r");
+        FAIL();
+    } catch (const SQLiteError& error) {
+        EXPECT_EQ(error.message(), "REAL value with no 64-bit integer form in column v of row 1");
+    }
 }
 
 TEST(SQLiteDBTest, ReadOnlyConnectionCannotWrite) {
@@ -99,29 +120,159 @@ TEST(SQLiteDBTest, NonDatabaseAndTruncatedFilesGiveSQLiteError) {
     EXPECT_THROW(truncated.query("SELECT count(*), max(x) FROM t"), SQLiteError);
 }
 
-TEST(DatabaseCopierTest, CopiesSideFilesThatExistIntoAFreshFolder) {
+namespace {
+
+// Points TMPDIR somewhere else for as long as it lives.
+class TemporaryFolderSetting {
+public:
+    explicit TemporaryFolderSetting(const std::string& value) {
+        if (const char* old = std::getenv("TMPDIR")) {
+            old_ = old;
+        }
+        ::setenv("TMPDIR", value.c_str(), 1);
+    }
+    ~TemporaryFolderSetting() {
+        if (old_) {
+            ::setenv("TMPDIR", old_->c_str(), 1);
+        } else {
+            ::unsetenv("TMPDIR");
+        }
+    }
+
+private:
+    std::optional<std::string> old_;
+};
+
+fs::perms permissionsOf(const fs::path& path) {
+    return fs::status(path).permissions() & fs::perms::all;
+}
+
+std::vector<std::string> namesIn(const fs::path& folder) {
+    std::vector<std::string> names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        names.push_back(entry.path().filename().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+} // namespace
+
+TEST(DatabaseCopierTest, CopiesSideFilesThatExistIntoAPrivateFolderThatGoesWithTheCopy) {
     const TempDir dir;
+    const TemporaryFolderSetting tmp((dir.path() / "tmp").string());
+    fs::create_directory(dir.path() / "tmp");
     const fs::path source = dir.path() / "source.db";
     std::ofstream(source) << "main";
     std::ofstream(fs::path(source.string() + "-shm")) << "shm only";
+    fs::permissions(source, fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read |
+                                fs::perms::others_read);
+    fs::path folder;
+    {
+        const ReadingCopy copy = DatabaseCopier::copyForReading(source);
+        folder = copy.folder();
+        EXPECT_EQ(copy.path(), folder / "chat.db");
+        EXPECT_EQ(folder.parent_path(), dir.path() / "tmp");
+        EXPECT_EQ(folder.filename().string().rfind("murmora-", 0), 0u);
+        // No other user can look into a copy, not even while it is being written.
+        EXPECT_EQ(permissionsOf(folder), fs::perms::owner_all);
+        EXPECT_EQ(permissionsOf(copy.path()), fs::perms::owner_read | fs::perms::owner_write);
+        EXPECT_EQ(permissionsOf(copy.string() + "-shm"), fs::perms::owner_read | fs::perms::owner_write);
+        EXPECT_FALSE(fs::exists(copy.string() + "-wal"));
 
-    const fs::path copy = DatabaseCopier::copyForReading(source);
-    EXPECT_EQ(copy.filename(), "chat.db");
-    EXPECT_EQ(copy.parent_path().parent_path(), fs::temp_directory_path());
-    EXPECT_EQ(copy.parent_path().filename().string().rfind("murmora-", 0), 0u);
-    EXPECT_TRUE(fs::exists(copy.string() + "-shm"));
-    EXPECT_FALSE(fs::exists(copy.string() + "-wal"));
+        std::ofstream(fs::path(source.string() + "-wal")) << "wal";
+        const ReadingCopy second = DatabaseCopier::copyForReading(source);
+        EXPECT_NE(second.folder(), folder);
+        std::ifstream wal(second.string() + "-wal");
+        std::string content;
+        std::getline(wal, content);
+        EXPECT_EQ(content, "wal");
+    }
+    EXPECT_TRUE(namesIn(dir.path() / "tmp").empty()) << "copies go when their reads end";
 
-    std::ofstream(fs::path(source.string() + "-wal")) << "wal";
-    const fs::path second = DatabaseCopier::copyForReading(source);
-    EXPECT_NE(second.parent_path(), copy.parent_path());
-    std::ifstream wal(second.string() + "-wal");
-    std::string content;
-    std::getline(wal, content);
-    EXPECT_EQ(content, "wal");
+    // An empty or stale TMPDIR falls back to the system's folder.
+    for (const char* setting : {"", "/nonexistent-murmora-folder"}) {
+        const TemporaryFolderSetting unset(setting);
+        EXPECT_EQ(temporaryFolder(), fs::path("/tmp"));
+        EXPECT_EQ(DatabaseCopier::copyForReading(source).folder().parent_path(), fs::path("/tmp"));
+    }
+}
 
-    fs::remove_all(copy.parent_path());
-    fs::remove_all(second.parent_path());
+TEST(DatabaseCopierTest, AFailedCopyLeavesNothingAndSaysWhy) {
+    const TempDir dir;
+    const fs::path tmp = dir.path() / "tmp";
+    fs::create_directory(tmp);
+    const TemporaryFolderSetting setting(tmp.string());
+    const fs::path pipe = dir.path() / "pipe.db";
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+
+    // A pipe or folder under the database's name is refused at once rather than waited on.
+    const std::vector<std::pair<fs::path, std::errc>> cases{
+        {dir.path() / "absent.db", std::errc::no_such_file_or_directory},
+        {pipe, std::errc::invalid_argument},
+        {dir.path(), std::errc::invalid_argument},
+    };
+    for (const auto& [source, expected] : cases) {
+        try {
+            DatabaseCopier::copyForReading(source);
+            ADD_FAILURE() << source;
+        } catch (const fs::filesystem_error& error) {
+            EXPECT_EQ(error.code(), std::make_error_code(expected)) << source;
+        }
+        EXPECT_TRUE(namesIn(tmp).empty()) << source;
+    }
+
+    // A full disk: a file size limit stops the write as a full disk would.
+    const fs::path big = dir.path() / "big.db";
+    std::ofstream(big) << std::string(1 << 20, 'x');
+    const pid_t child = ::fork();
+    if (child == 0) {
+        ::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit{64 * 1024, 64 * 1024};
+        ::setrlimit(RLIMIT_FSIZE, &limit);
+        int code = 3;
+        try {
+            DatabaseCopier::copyForReading(big);
+        } catch (const fs::filesystem_error& error) {
+            code = error.code() == std::errc::no_space_on_device ? 0 : 1;
+        }
+        ::_exit(code == 0 && !namesIn(tmp).empty() ? 2 : code);
+    }
+    int status = -1;
+    ASSERT_EQ(::waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0) << "1: another error; 2: a partial copy was left; 3: no error";
+}
+
+TEST(DatabaseCopierTest, OnlyTheUsersOwnOldCopyFoldersAreRemovedAtStart) {
+    const TempDir dir;
+    const fs::path tmp = dir.path() / "tmp";
+    fs::create_directory(tmp);
+    const TemporaryFolderSetting setting(tmp.string());
+    const auto old = fs::file_time_type::clock::now() - std::chrono::hours(25);
+    const std::string uuid = "1B4E28BA-2FA1-11D2-883F-0016D3CCA427";
+    const std::string fresh = "2B4E28BA-2FA1-11D2-883F-0016D3CCA427";
+    const std::string link = "3B4E28BA-2FA1-11D2-883F-0016D3CCA427";
+
+    fs::create_directories(tmp / ("murmora-" + uuid) / "inner");
+    std::ofstream(tmp / ("murmora-" + uuid) / "chat.db") << "old copy";
+    fs::create_directory(tmp / ("murmora-" + fresh));
+    std::ofstream(tmp / ("murmora-wrapped-" + uuid + ".html")) << "recap";
+    fs::create_directory(tmp / "murmora-test-folder");
+    fs::create_directory(dir.path() / "elsewhere");
+    fs::create_directory_symlink(dir.path() / "elsewhere", tmp / ("murmora-" + link));
+    for (const fs::directory_entry& entry : fs::directory_iterator(tmp)) {
+        if (!entry.is_symlink()) {
+            fs::last_write_time(entry.path(), old);
+        }
+    }
+    fs::last_write_time(tmp / ("murmora-" + fresh), fs::file_time_type::clock::now());
+
+    DatabaseCopier::removeStaleCopies();
+    EXPECT_EQ(namesIn(tmp),
+              (std::vector<std::string>{"murmora-" + fresh, "murmora-" + link, "murmora-test-folder",
+                                        "murmora-wrapped-" + uuid + ".html"}));
+    EXPECT_TRUE(fs::exists(dir.path() / "elsewhere"));
 }
 
 // Messages keeps its database open in write-ahead mode, so recent rows live only in the log while we copy.
@@ -135,7 +286,7 @@ TEST(DatabaseCopierTest, RowsStillInTheWriteAheadLogReachTheCopyAndTheSourceIsLe
     ASSERT_GT(fs::file_size(source.string() + "-wal"), 0u);
     const auto sourceLog = fs::file_size(source.string() + "-wal");
 
-    const fs::path copy = DatabaseCopier::copyForReading(source);
+    const ReadingCopy copy = DatabaseCopier::copyForReading(source);
     EXPECT_FALSE(fs::exists(copy.string() + "-wal")) << "the copy's log is folded into it";
     const std::vector<SQLRow> rows =
         SQLiteDB(copy.string(), true).query("SELECT count(*) AS n, sum(x) AS s FROM t");
@@ -143,20 +294,13 @@ TEST(DatabaseCopierTest, RowsStillInTheWriteAheadLogReachTheCopyAndTheSourceIsLe
     EXPECT_EQ(rows[0].int64("n"), 3000);
     EXPECT_EQ(rows[0].int64("s"), 3000 * 3001 / 2);
     EXPECT_EQ(fs::file_size(source.string() + "-wal"), sourceLog);
-    fs::remove_all(copy.parent_path());
 }
 
-TEST(DatabaseCopierTest, ParallelCallsMakeSeparateFoldersAndMissingSourceThrows) {
+TEST(DatabaseCopierTest, ParallelCallsMakeSeparateFolders) {
     const TempDir dir;
     const fs::path source = dir.path() / "source.db";
     std::ofstream(source) << "main";
     auto a = std::async(std::launch::async, [&] { return DatabaseCopier::copyForReading(source); });
     auto b = std::async(std::launch::async, [&] { return DatabaseCopier::copyForReading(source); });
-    const fs::path first = a.get();
-    const fs::path second = b.get();
-    EXPECT_NE(first.parent_path(), second.parent_path());
-    fs::remove_all(first.parent_path());
-    fs::remove_all(second.parent_path());
-
-    EXPECT_THROW(DatabaseCopier::copyForReading(dir.path() / "absent.db"), fs::filesystem_error);
+    EXPECT_NE(a.get().folder(), b.get().folder());
 }

@@ -138,6 +138,12 @@ private slots:
     }
 
     void misuse() {
+        // Asking for help sends nothing to the model and stores nothing.
+        const CliRun help = cli({QStringLiteral("coach"), QStringLiteral("--help")});
+        QCOMPARE(help.code, 0);
+        QVERIFY(help.out.startsWith(QStringLiteral("usage: murmora-cli coach")));
+        QVERIFY(!QFile::exists(home_->path() + "/.local/share/Murmora/artifacts.json") ||
+                storedArtifacts().dump().find("--help") == std::string::npos);
         QCOMPARE(cli({QStringLiteral("coach")}).code, 64);
         QCOMPARE(cli({QStringLiteral("coach"), QStringLiteral("  ")}).code, 64);
         QCOMPARE(cli({QStringLiteral("coach"), QStringLiteral("hi"), QStringLiteral("--person")}).code, 64);

@@ -2,12 +2,15 @@
 #ifndef Q_MOC_RUN
 #include "Cli/CommandLine.h"
 
+#include "MessageSources/SQLiteDB.h"
 #include "State/Store.h"
 #include "TestHome.h"
 #endif
 
 #include <QTest>
 #include <sstream>
+#include <sys/stat.h>
+#include <tuple>
 
 namespace {
 
@@ -73,20 +76,46 @@ private slots:
         QCOMPARE(store.folder(), home_->path() + QStringLiteral("/.local/share/Murmora"));
     }
 
-    void exitCodesTellNoAccessFailureAndMisuse() {
+    // Damaged or odd surroundings: each ends with the exit code the README promises and a reason a person
+    // can read, and no copy of the database stays in the temporary folder.
+    void damagedHomesSayWhatWentWrong() {
+        const std::vector<std::tuple<std::string, int, std::vector<std::string>>> cases{
+            {"no database", 2, {"Library/Messages/chat.db", "missing"}},
+            {"empty file", 2, {"holds no tables at all", "prepareFailed(\"no such table: chat\")"}},
+            {"not a database", 2, {"damaged, or not a database", "file is not a database"}},
+            {"a pipe", 2, {"not a regular file"}},
+            {"a pipe as the log", 2, {"chat.db-wal: it is not a regular file"}},
+            {"an older layout",
+             2,
+             {"no column \u201cis_read\u201d in its table \u201cmessage\u201d", "prepareFailed"}},
+            {"out-of-range cells", 0, {}},
+            {"no messages in the period", 1, {"No messages found in the last 1 days."}},
+            {"an empty TMPDIR", 0, {}},
+            {"a home that is not UTF-8", 0, {}},
+        };
+        for (const auto& [name, expected, said] : cases) {
+            home_ = std::make_unique<TestHome>();
+            const int days = prepare(name, *home_);
+            std::string out;
+            std::string err;
+            const int code =
+                run({QStringLiteral("learn"), QStringLiteral("--days"), QString::number(days)}, out, err);
+            QVERIFY2(code == expected, (name + ": exit " + std::to_string(code) + ", " + err).c_str());
+            for (const std::string& words : said) {
+                QVERIFY2(err.find(words) != std::string::npos, (name + ": " + err).c_str());
+            }
+            QVERIFY2(expected != 0 || out.find("Recap: /") != std::string::npos, name.c_str());
+            const QStringList left =
+                QDir(home_->path() + "/tmp").entryList({QStringLiteral("murmora-*")}, QDir::Dirs);
+            QVERIFY2(left.isEmpty(), qPrintable(left.join(QLatin1Char(' '))));
+            std::error_code ignored; // QTemporaryDir cannot remove a name that is not UTF-8
+            std::filesystem::remove_all(home_->home(), ignored);
+        }
+    }
+
+    void misuse() {
         std::string out;
         std::string err;
-        QCOMPARE(run({QStringLiteral("learn")}, out, err), 2);
-        QVERIFY(err.find("Library/Messages/chat.db") != std::string::npos);
-
-        home_->generate();
-        QCOMPARE(run({QStringLiteral("learn"), QStringLiteral("--days"), QStringLiteral("1")}, out, err), 1);
-        QCOMPARE(err, std::string("Error Domain=murmora Code=1 \"No messages found in the last 1 days.\"\n"));
-
-        home_->damageDatabase();
-        QCOMPARE(run({QStringLiteral("learn")}, out, err), 1);
-        QCOMPARE(err, std::string("prepareFailed(\"file is not a database\")\n"));
-
         QCOMPARE(run({QStringLiteral("learn"), QStringLiteral("--days"), QStringLiteral("zero")}, out, err),
                  64);
         QCOMPARE(run({QStringLiteral("learn"), QStringLiteral("--days")}, out, err), 64);
@@ -94,9 +123,55 @@ private slots:
         QCOMPARE(run({}, out, err), 64);
         QCOMPARE(run({QStringLiteral("help")}, out, err), 0);
         QVERIFY(out.find("learn [--days N]") != std::string::npos);
+        QCOMPARE(run({QStringLiteral("learn"), QStringLiteral("--help")}, out, err), 0);
+        QVERIFY(out.rfind("usage: murmora-cli learn [--days N]", 0) == 0);
     }
 
 private:
+    // Makes the home of one case of damagedHomesSayWhatWentWrong; returns the days to learn over.
+    static int prepare(const std::string& name, const TestHome& home) {
+        const int days = static_cast<int>((dovrel::Date::now().unixTime() - TestHome::nowUnix) / 86400) + 365;
+        const QByteArray database = home.databasePath().toUtf8();
+        QDir().mkpath(home.path() + "/Library/Messages");
+        if (name == "empty file") {
+            QFile(home.databasePath()).open(QIODevice::WriteOnly);
+        } else if (name == "a pipe") {
+            ::mkfifo(database.constData(), 0600);
+        } else if (name == "a home that is not UTF-8") {
+            const QByteArray folder = home.path().toUtf8() + "/caf\xe9";
+            demohome::DemoHomeOptions options;
+            options.outDir = std::filesystem::path(folder.toStdString());
+            options.messages = 1500;
+            options.nowUnixSeconds = TestHome::nowUnix;
+            demohome::generateDemoHome(options);
+            qputenv("HOME", folder);
+        } else if (name != "no database") {
+            home.generate();
+        }
+        const auto open = [&database] { return dovrel::SQLiteDB(database.toStdString(), false); };
+        if (name == "not a database") {
+            home.damageDatabase();
+        } else if (name == "a pipe as the log") {
+            QFile::remove(home.databasePath() + "-wal");
+            ::mkfifo(database + "-wal", 0600);
+        } else if (name == "an older layout") {
+            dovrel::SQLiteDB db = open();
+            for (const dovrel::SQLRow& index :
+                 db.query("SELECT name FROM sqlite_schema WHERE type = 'index' AND sql LIKE '%is_read%'")) {
+                db.execute("DROP INDEX " + *index.string("name"));
+            }
+            db.execute("ALTER TABLE message DROP COLUMN is_read");
+        } else if (name == "out-of-range cells") {
+            open().execute(
+                "UPDATE message SET date = 1e19 WHERE ROWID = 3; UPDATE message SET is_from_me = 1e300 "
+                "WHERE ROWID = 4; UPDATE message SET is_read = 9e999 WHERE ROWID = 5;"
+                "UPDATE message SET date = -9223372036854775808 WHERE ROWID = 6");
+        } else if (name == "an empty TMPDIR") {
+            qputenv("TMPDIR", "");
+        }
+        return name == "no messages in the period" ? 1 : days;
+    }
+
     std::unique_ptr<TestHome> home_;
 };
 

@@ -10,6 +10,7 @@
 #endif
 
 #include <QDateTime>
+#include <QDir>
 #include <QProcess>
 #include <QTest>
 
@@ -34,8 +35,8 @@ private slots:
     }
 
     void searchAndCountPrintStatusThenResult() {
-        const std::filesystem::path copy =
-            dovrel::DatabaseCopier::copyForReading(home_->databasePath().toStdString());
+        const dovrel::ReadingCopy copy =
+            dovrel::MessageStore::copyForReading(home_->databasePath().toStdString());
         long long dinners = 0;
         for (const dovrel::ContactThread& thread : dovrel::MessageStore(copy.string()).oneToOneThreads()) {
             for (const dovrel::RawMessage& message : thread.messages) {
@@ -104,6 +105,9 @@ private slots:
         QCOMPARE(groups.code, 0);
         QVERIFY2(groups.out.startsWith(QStringLiteral("Pulled your group chats.\n")), qPrintable(groups.out));
         QVERIFY(groups.out.contains(name + QStringLiteral(" \u2014 ")));
+        // Every copy a run made (messages, address book, group load) went when its read ended.
+        QCOMPARE(QDir(home_->path() + "/tmp").entryList({QStringLiteral("murmora-*")}, QDir::Dirs),
+                 QStringList());
     }
 
     void misuseAndMissingAccess() {
@@ -119,6 +123,10 @@ private slots:
                  64);
         QCOMPARE(cli({QStringLiteral("tool"), QStringLiteral("overview"), QStringLiteral("--person")}).code,
                  64);
+        QCOMPARE(cli({QStringLiteral("tool"), QString(), QStringLiteral("{}")}).code, 64);
+        run = cli({QStringLiteral("tool"), QStringLiteral("search"), QStringLiteral("--help")});
+        QCOMPARE(run.code, 0);
+        QVERIFY(run.out.startsWith(QStringLiteral("usage: murmora-cli tool NAME")));
 
         run = cli({QStringLiteral("tool"), QStringLiteral("overview"), QStringLiteral("--person"),
                    QStringLiteral("Zzyzx")});
@@ -129,6 +137,24 @@ private slots:
         run = cli({QStringLiteral("tool"), QStringLiteral("overview")});
         QCOMPARE(run.code, 2);
         QVERIFY(run.err.contains(QStringLiteral("Library/Messages/chat.db")));
+    }
+
+    // A profile learned over a long history is read back over its own period, and a run that fails says why.
+    void readsOverTheLearnedPeriod() {
+        const TestHome old;
+        demohome::DemoHomeOptions options;
+        options.outDir = old.home();
+        options.messages = 1500;
+        options.nowUnixSeconds = QDateTime::currentSecsSinceEpoch() - 3 * 365 * 86400;
+        demohome::generateDemoHome(options);
+        QCOMPARE(cli({QStringLiteral("learn"), QStringLiteral("--days"), QStringLiteral("2000")}).code, 0);
+        const CliRun overview = cli({QStringLiteral("tool"), QStringLiteral("overview")});
+        QVERIFY2(overview.code == 0 && overview.out.contains(QStringLiteral("top people: ")),
+                 qPrintable(overview.err));
+        const CliRun recent = cli({QStringLiteral("tool"), QStringLiteral("overview"),
+                                   QStringLiteral("--days"), QStringLiteral("30")});
+        QCOMPARE(recent.code, 1);
+        QCOMPARE(recent.err, QStringLiteral("No messages found in the last 30 days.\n"));
     }
 
 private:

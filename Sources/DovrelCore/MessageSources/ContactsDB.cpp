@@ -83,35 +83,49 @@ std::optional<std::filesystem::path> ContactsDB::defaultPath() {
     return defaultPath(home);
 }
 
-std::optional<std::filesystem::path> ContactsDB::defaultPath(const std::filesystem::path& home) {
+namespace {
+
+struct BestBook {
+    std::optional<std::filesystem::path> path;
+    std::uintmax_t size = 0;
+};
+
+// Depth first, in the order the folders list their entries, as an enumerator walks. A folder that cannot be
+// read (no permission, a protected folder, a path too long) is passed over and the walk goes on; links are
+// not followed, so a loop cannot trap it.
+void searchFolder(const std::filesystem::path& folder, int depth, BestBook& best) {
     namespace fs = std::filesystem;
+    constexpr int deepest = 64;
     std::error_code error;
-    fs::recursive_directory_iterator walk(home / "Library" / "Application Support" / "AddressBook",
-                                          fs::directory_options::skip_permission_denied, error);
-    if (error) {
-        return std::nullopt;
-    }
-    std::optional<fs::path> best;
-    std::uintmax_t bestSize = 0;
-    for (; walk != fs::recursive_directory_iterator(); walk.increment(error)) {
-        if (error) {
-            break;
+    for (fs::directory_iterator entry(folder, error), end; !error && entry != end; entry.increment(error)) {
+        std::error_code typeError;
+        if (entry->is_directory(typeError) && !entry->is_symlink(typeError)) {
+            if (depth < deepest) {
+                searchFolder(entry->path(), depth + 1, best);
+            }
+            continue;
         }
-        const fs::directory_entry& entry = *walk;
-        if (entry.path().filename() != "AddressBook-v22.abcddb") {
+        if (entry->path().filename() != "AddressBook-v22.abcddb") {
             continue;
         }
         std::error_code sizeError;
-        std::uintmax_t size = entry.file_size(sizeError);
+        std::uintmax_t size = entry->file_size(sizeError);
         if (sizeError) {
             size = 0;
         }
-        if (!best || size > bestSize) {
-            best = entry.path();
-            bestSize = size;
+        if (!best.path || size > best.size) {
+            best.path = entry->path();
+            best.size = size;
         }
     }
-    return best;
+}
+
+} // namespace
+
+std::optional<std::filesystem::path> ContactsDB::defaultPath(const std::filesystem::path& home) {
+    BestBook best;
+    searchFolder(home / "Library" / "Application Support" / "AddressBook", 0, best);
+    return best.path;
 }
 
 ContactsDB::ContactsDB(const std::string& dbPath)

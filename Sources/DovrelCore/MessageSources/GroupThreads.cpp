@@ -50,12 +50,38 @@ bool isExactlyOne(const std::optional<std::int64_t>& value) {
     return value.has_value() && *value == 1;
 }
 
-std::optional<std::string> messageText(SQLRow& row) {
-    if (auto text = row.takeString("text")) {
-        return text;
+// Where the statement's columns stand, looked up once.
+struct Columns {
+    explicit Columns(const SQLRowView& row)
+        : chatRowid(row.columnIndex("chat_rowid"))
+        , chatGUID(row.columnIndex("chat_guid"))
+        , displayName(row.columnIndex("display_name"))
+        , sender(row.columnIndex("sender"))
+        , guid(row.columnIndex("guid"))
+        , assocGUID(row.columnIndex("assoc_guid"))
+        , assocType(row.columnIndex("assoc_type"))
+        , text(row.columnIndex("text"))
+        , body(row.columnIndex("body"))
+        , date(row.columnIndex("date"))
+        , isFromMe(row.columnIndex("is_from_me")) {}
+
+    std::ptrdiff_t chatRowid, chatGUID, displayName, sender, guid, assocGUID, assocType, text, body, date,
+        isFromMe;
+};
+
+std::optional<std::string> messageText(const SQLRowView& row, const Columns& columns) {
+    if (const std::optional<std::string_view> text = row.text(columns.text)) {
+        return std::string(*text);
     }
-    if (const Bytes* body = row.blobRef("body")) {
+    if (const auto body = row.blob(columns.body)) {
         return TypedStream::extractText(*body);
+    }
+    return std::nullopt;
+}
+
+std::optional<std::string> ownedText(const SQLRowView& row, std::ptrdiff_t column) {
+    if (const std::optional<std::string_view> text = row.text(column)) {
+        return std::string(*text);
     }
     return std::nullopt;
 }
@@ -77,62 +103,76 @@ std::vector<GroupThread> MessageStore::groupThreads(int minMessages) {
     std::vector<Builder> builders;
     std::unordered_map<std::int64_t, std::size_t> builderByRowid;
 
-    db_.forEachRow(groupSQL, [&](SQLRow& row) {
-        const std::optional<std::int64_t> rowid = row.int64("chat_rowid");
-        const std::optional<std::int64_t> rawDate = row.int64("date");
-        if (!rowid || !rawDate) {
-            return;
-        }
-        const auto [entry, inserted] = builderByRowid.try_emplace(*rowid, builders.size());
-        if (inserted) {
-            builders.emplace_back().rowid = *rowid;
-        }
-        Builder& chat = builders[entry->second];
-        if (chat.guid.empty()) {
-            if (std::optional<std::string> guid = row.takeString("chat_guid")) {
-                chat.guid = std::move(*guid);
-            } else {
-                chat.guid = "chat-" + std::to_string(*rowid);
+    std::optional<Columns> columns;
+    read(
+        groupSQL,
+        [&](const SQLRowView& row) {
+            if (!columns) {
+                columns.emplace(row);
             }
-            const std::string* name = row.stringRef("display_name");
-            chat.displayName =
-                name != nullptr && !name->empty() ? std::optional<std::string>(*name) : std::nullopt;
-        }
-
-        std::optional<std::string> sender;
-        if (!isExactlyOne(row.int64("is_from_me"))) {
-            sender = row.takeString("sender");
-        }
-
-        if (row.int64("assoc_type") == laughReactionType) {
-            if (const std::string* associated = row.stringRef("assoc_guid")) {
-                chat.laughReacts.push_back({laughTarget(*associated), std::move(sender)});
+            const std::optional<std::int64_t> rowid = row.int64(columns->chatRowid);
+            const std::optional<std::int64_t> rawDate = row.int64(columns->date);
+            if (!rowid || !rawDate || !AppleDate::isPlausible(*rawDate)) {
+                return;
             }
-            return;
-        }
+            const auto [entry, inserted] = builderByRowid.try_emplace(*rowid, builders.size());
+            if (inserted) {
+                builders.emplace_back().rowid = *rowid;
+            }
+            Builder& chat = builders[entry->second];
+            if (chat.guid.empty()) {
+                if (std::optional<std::string> guid = ownedText(row, columns->chatGUID)) {
+                    chat.guid = std::move(*guid);
+                } else {
+                    chat.guid = "chat-" + std::to_string(*rowid);
+                }
+                const std::optional<std::string_view> name = row.text(columns->displayName);
+                chat.displayName = name && !name->empty() ? std::optional<std::string>(*name) : std::nullopt;
+            }
+            // A damaged sender flag or row type tells neither who nor what: the row is left out.
+            if (row.unusable(columns->isFromMe) || row.unusable(columns->assocType)) {
+                return;
+            }
 
-        std::optional<std::string> text = messageText(row);
-        if (!text || text->empty()) {
-            return;
-        }
-        if (const std::string* guid = row.stringRef("guid")) {
-            chat.messageByGUID[*guid] = chat.messages.size();
-        }
-        chat.messages.push_back(GroupMessage{AppleDate::date(*rawDate), std::move(sender), std::move(*text)});
-    });
+            std::optional<std::string> sender;
+            if (!isExactlyOne(row.int64(columns->isFromMe))) {
+                sender = ownedText(row, columns->sender);
+            }
+
+            if (row.int64(columns->assocType) == laughReactionType) {
+                if (const std::optional<std::string_view> associated = row.text(columns->assocGUID)) {
+                    chat.laughReacts.push_back({laughTarget(std::string(*associated)), std::move(sender)});
+                }
+                return;
+            }
+
+            std::optional<std::string> text = messageText(row, *columns);
+            if (!text || text->empty()) {
+                return;
+            }
+            if (const std::optional<std::string_view> guid = row.text(columns->guid)) {
+                chat.messageByGUID[std::string(*guid)] = chat.messages.size();
+            }
+            chat.messages.push_back(
+                GroupMessage{AppleDate::date(*rawDate), std::move(sender), std::move(*text)});
+        },
+        true);
 
     std::unordered_map<std::int64_t, std::vector<std::string>> participantsByChat;
-    db_.forEachRow(participantsSQL, [&](SQLRow& row) {
-        const std::optional<std::int64_t> chat = row.int64("chat_id");
-        const std::string* handle = row.stringRef("handle");
-        if (!chat || handle == nullptr) {
-            return;
-        }
-        std::vector<std::string>& participants = participantsByChat[*chat];
-        if (std::find(participants.begin(), participants.end(), *handle) == participants.end()) {
-            participants.push_back(*handle);
-        }
-    });
+    read(
+        participantsSQL,
+        [&](const SQLRowView& row) {
+            const std::optional<std::int64_t> chat = row.int64(row.columnIndex("chat_id"));
+            const std::optional<std::string_view> handle = row.text(row.columnIndex("handle"));
+            if (!chat || !handle) {
+                return;
+            }
+            std::vector<std::string>& participants = participantsByChat[*chat];
+            if (std::find(participants.begin(), participants.end(), *handle) == participants.end()) {
+                participants.emplace_back(*handle);
+            }
+        },
+        true);
 
     std::vector<GroupThread> groups;
     for (Builder& chat : builders) {

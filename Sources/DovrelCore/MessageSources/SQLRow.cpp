@@ -24,15 +24,12 @@ std::ptrdiff_t lastIndexOf(const SQLRow::Columns& columns, std::string_view colu
 }
 
 // The schemas read here keep no fractions in the columns asked for, so a REAL is read as an integer, cut
-// towards zero. A value with no integer form only comes from a damaged or hostile file: that is an error
-// of the file, never a reason to end the process.
-std::int64_t truncatedInteger(double value, sqlite3_stmt* statement, int column) {
+// towards zero. A value with no integer form only comes from a damaged or hostile file: nothing, never a
+// reason to end the process.
+std::optional<std::int64_t> truncatedInteger(double value) {
     constexpr double limit = 9223372036854775808.0; // 2^63
     if (!std::isfinite(value) || value >= limit || value < -limit) {
-        const char* name = sqlite3_column_name(statement, column);
-        throw SQLiteError(SQLiteError::Case::stepFailed,
-                          std::string("REAL value with no 64-bit integer form in column ") +
-                              (name != nullptr ? name : "?"));
+        return std::nullopt;
     }
     return static_cast<std::int64_t>(std::trunc(value));
 }
@@ -117,7 +114,6 @@ SQLRowView::SQLRowView(sqlite3_stmt* statement, SQLRow::Columns columns)
     , columns_(std::move(columns)) {
     const std::size_t count = columns_ ? columns_->size() : 0;
     cases_.resize(count, Case::null);
-    reals_.resize(count, 0);
     real_.resize(count, false);
     repaired_.resize(count);
     repairedRow_.resize(count, 0);
@@ -139,7 +135,6 @@ void SQLRowView::load() {
             break;
         case SQLITE_FLOAT:
             cases_[i] = Case::int64;
-            reals_[i] = truncatedInteger(sqlite3_column_double(statement_, column), statement_, column);
             break;
         case SQLITE_TEXT:
             cases_[i] = Case::text;
@@ -158,7 +153,7 @@ std::optional<std::int64_t> SQLRowView::int64(std::ptrdiff_t column) const {
         return std::nullopt;
     }
     if (real_[index(column)]) {
-        return reals_[index(column)];
+        return truncatedInteger(sqlite3_column_double(statement_, static_cast<int>(column)));
     }
     return std::int64_t{sqlite3_column_int64(statement_, static_cast<int>(column))};
 }
@@ -198,10 +193,19 @@ std::optional<std::span<const std::uint8_t>> SQLRowView::blob(std::ptrdiff_t col
     return std::span<const std::uint8_t>(data, size);
 }
 
+bool SQLRowView::unusable(std::ptrdiff_t column) const {
+    return type(column) == Case::int64 && real_[index(column)] && !int64(column);
+}
+
 SQLRow::SQLValue SQLRowView::value(std::ptrdiff_t column) const {
     switch (type(column)) {
     case Case::int64:
-        return *int64(column);
+        if (const std::optional<std::int64_t> number = int64(column)) {
+            return *number;
+        }
+        throw SQLiteError(SQLiteError::Case::stepFailed, "REAL value with no 64-bit integer form in column " +
+                                                             (*columns_)[index(column)] + " of row " +
+                                                             std::to_string(row_));
     case Case::text:
         return std::string(*text(column));
     case Case::blob: {

@@ -55,8 +55,10 @@ private:
 
 // The row a running statement stands on, read in place: a cell is decoded only when it is asked for, and
 // text and blobs are lent out of SQLite's own buffers. The rules are those of SQLRow: the same four cases, a
-// REAL read as an integer cut towards zero, invalid UTF-8 replaced. Look column indexes up once per
-// statement; an index of -1 (an absent column) reads as null.
+// REAL read as an integer cut towards zero, invalid UTF-8 replaced. A REAL with no 64-bit integer form (a
+// damaged cell) is `unusable`: it reads as no integer at all, and only the reader that asks for it decides
+// what that means for the row. Look column indexes up once per statement; an index of -1 (an absent column)
+// reads as null.
 //
 // Only valid inside the visit that hands it out, and so is everything it lends.
 class SQLRowView {
@@ -70,16 +72,19 @@ public:
 
     Case type(std::ptrdiff_t column) const { return inRange(column) ? cases_[index(column)] : Case::null; }
     std::optional<std::int64_t> int64(std::ptrdiff_t column) const;
+    bool unusable(std::ptrdiff_t column) const;
+    // The row's place in the result, from 1; for messages that name a row.
+    std::uint64_t rowNumber() const { return row_; }
     std::optional<std::string_view> text(std::ptrdiff_t column) const;
     std::optional<std::span<const std::uint8_t>> blob(std::ptrdiff_t column) const;
-    // An owned copy of the cell.
+    // An owned copy of the cell. Throws SQLiteError (stepFailed), naming the column and the row, for an
+    // unusable cell: a copy of the whole row has no rule for it.
     SQLRow::SQLValue value(std::ptrdiff_t column) const;
 
 private:
     friend class SQLiteDB;
     SQLRowView(sqlite3_stmt* statement, SQLRow::Columns columns);
-    // Reads the cases of the row the statement now stands on. Throws SQLiteError (stepFailed) for a REAL
-    // with no 64-bit integer form, in any column, as building an SQLRow does.
+    // Reads the cases of the row the statement now stands on; converts nothing yet.
     void load();
 
     bool inRange(std::ptrdiff_t column) const {
@@ -91,7 +96,6 @@ private:
     SQLRow::Columns columns_;
     std::vector<Case> cases_;
     std::vector<bool> real_;
-    std::vector<std::int64_t> reals_; // the integer form of REAL cells
     // Text that needed repair, kept per column for the row it was made for.
     std::uint64_t row_ = 0;
     mutable std::vector<std::string> repaired_;

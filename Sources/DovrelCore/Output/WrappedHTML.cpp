@@ -1,5 +1,6 @@
 #include "Output/WrappedHTML.h"
 
+#include "Foundation/TemporaryFolder.h"
 #include "Foundation/UUID.h"
 
 #include <cmath>
@@ -134,7 +135,7 @@ std::string escape(std::string_view text) {
 
 std::filesystem::path writeToTemporaryFolder(std::string_view html) {
     namespace fs = std::filesystem;
-    const fs::path folder = fs::temp_directory_path();
+    const fs::path folder = temporaryFolder();
     const std::string uuid = makeUUID();
     const fs::path target = folder / ("murmora-wrapped-" + uuid + ".html");
     // Written beside the target under another name, then renamed over it, so no reader sees half a page.

@@ -1,16 +1,19 @@
 #include "Cli/CommandLine.h"
 
 #include "AI/AIError.h"
+#include "Cli/Arguments.h"
 #include "Coach/CoachEngine.h"
-#include "Foundation/Unicode.h"
+#include "Foundation/Json.h"
+#include "Foundation/TemporaryFolder.h"
+#include "MessageSources/DatabaseCopier.h"
+#include "MessageSources/SQLiteError.h"
 #include "State/AppState.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
-#include <QFile>
 #include <QTimer>
+#include <cerrno>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <ostream>
 
 namespace murmora {
@@ -21,36 +24,98 @@ constexpr int exitNoAccess = 2;
 constexpr int exitDailyCap = 3;
 constexpr int exitUsage = 64;
 
-const char* const usage =
-    "usage: murmora-cli <command>\n"
-    "\n"
-    "commands:\n"
-    "  learn [--days N]   learn from the Messages database of $HOME (default 365 days),\n"
-    "                     save the profile and write the recap page\n"
-    "  tool NAME [INPUT-JSON] [--person NAME]\n"
-    "                     run one of the coach's tools (search, count, sample, timeline,\n"
-    "                     window, person_stats, compare, overview, unanswered, groups,\n"
-    "                     group_stats) with its JSON input, in a chat focused on the person\n"
-    "                     --person names; print the status line, then the result\n"
-    "  coach [--person NAME] TEXT\n"
-    "                     ask the coach, in the chat with the person --person names or the\n"
-    "                     general one; tool status lines go to standard error, the answer\n"
-    "                     to standard output (exit 3 when the relay's daily cap is used up)\n"
-    "  help               print this text\n";
+// Said when the database cannot be opened at all, with what to do about it.
+void sayNoAccess(const std::filesystem::path& database, Generator::DatabaseAccess access, std::ostream& err) {
+    err << "Cannot read " << database.string();
+    if (access == Generator::DatabaseAccess::notAFile) {
+        err << ": it is not a regular file (a folder, pipe or device has its name). Set HOME to a folder "
+               "that holds a copy of Library/Messages/chat.db."
+            << std::endl;
+        return;
+    }
+    err << ": the file is missing or not readable. On a Mac, give Full Disk Access to this program; "
+           "elsewhere, set HOME to a folder that holds Library/Messages/chat.db."
+        << std::endl;
+}
 
-// Opening the file is the only test of the permission to read it; says how to get it when it fails.
 bool canReadDatabase(std::ostream& err) {
     const std::filesystem::path database =
         Generator::messagesDatabasePath(Generator::Environment::current().home);
-    QFile probe(QString::fromStdString(database.string()));
-    if (!probe.open(QIODevice::ReadOnly)) {
-        err << "Cannot read " << database.string()
-            << ": the file is missing or not readable. On a Mac, give Full Disk Access to this program; "
-               "elsewhere, set HOME to a folder that holds Library/Messages/chat.db."
-            << std::endl;
+    const Generator::DatabaseAccess access = Generator::databaseAccess(database);
+    if (access != Generator::DatabaseAccess::readable) {
+        sayNoAccess(database, access, err);
         return false;
     }
     return true;
+}
+
+struct Failure {
+    int code;
+    std::string text;
+};
+
+bool isUnder(const std::filesystem::path& path, const std::filesystem::path& folder) {
+    const std::filesystem::path inner = path.lexically_normal();
+    const std::filesystem::path outer = folder.lexically_normal();
+    auto part = inner.begin();
+    for (const std::filesystem::path& name : outer) {
+        if (name.empty()) {
+            continue; // a trailing separator
+        }
+        if (part == inner.end() || *part != name) {
+            return false;
+        }
+        ++part;
+    }
+    return true;
+}
+
+// Why a run failed, said to a person first, with the error's own form after it. A database that is missing,
+// unreadable, damaged or of a layout that cannot be read exits 2; a run that read it and failed exits 1.
+Failure describe(const std::exception_ptr& failure) {
+    if (!failure) {
+        return {exitFailed, "Could not read your messages."};
+    }
+    try {
+        std::rethrow_exception(failure);
+    } catch (const dovrel::MissingSchemaError& error) {
+        return {exitNoAccess, error.explanation() + " (" + error.what() + ")"};
+    } catch (const dovrel::SQLiteError& error) {
+        return {exitNoAccess, "The Messages database cannot be read: it is damaged, or not a database. (" +
+                                  std::string(error.what()) + ")"};
+    } catch (const std::filesystem::filesystem_error& error) {
+        const int code = error.code().value();
+        const std::string technical = " (" + std::string(error.what()) + ")";
+        const std::string temporary = dovrel::temporaryFolder().string();
+        if (code == ENOSPC) {
+            return {exitFailed, "The temporary folder " + temporary +
+                                    " is full: there is no room for a copy of your Messages database. Free "
+                                    "some space and try again." +
+                                    technical};
+        }
+        if (isUnder(error.path1(), dovrel::temporaryFolder())) {
+            return {exitFailed, "The temporary folder " + temporary + " cannot be written." + technical};
+        }
+        const std::string file = error.path1().string();
+        if (code == ENOENT || code == ENOTDIR) {
+            return {exitNoAccess, "Cannot read " + file + ": the file is missing." + technical};
+        }
+        if (code == EINVAL) {
+            return {exitNoAccess, "Cannot read " + file +
+                                      ": it is not a regular file (a folder, pipe or device has its name)." +
+                                      technical};
+        }
+        return {exitNoAccess, "Cannot read " + file +
+                                  ". On a Mac, give Full Disk Access to this program; elsewhere, make the "
+                                  "Messages files readable." +
+                                  technical};
+    } catch (const DomainError& error) {
+        return {exitFailed, error.description()};
+    } catch (const std::exception& error) {
+        return {exitFailed, "Learning failed: " + std::string(error.what())};
+    } catch (...) {
+        return {exitFailed, "Could not read your messages."};
+    }
 }
 
 // Waits while `busy` holds, for as long as the state's `changed` signal keeps it busy, at most `limit`.
@@ -79,19 +144,7 @@ void waitForArchetype(AppState& state) {
 }
 
 // A learn run as the window's refresh starts it, printing each line as it would be shown.
-int learnCommand(const QStringList& arguments, std::ostream& out, std::ostream& err) {
-    int days = 365;
-    for (qsizetype i = 2; i < arguments.size(); ++i) {
-        bool ok = false;
-        if (arguments.at(i) == QLatin1String("--days") && i + 1 < arguments.size()) {
-            days = arguments.at(++i).toInt(&ok);
-        }
-        if (!ok || days < 1) {
-            err << "learn: expected --days N with N a whole number of at least 1\n\n" << usage;
-            return exitUsage;
-        }
-    }
-
+int learnCommand(const cli::Invocation& invocation, std::ostream& out, std::ostream& err) {
     AppState state(nullptr);
     state.setRevealPause(std::chrono::milliseconds(0));
     if (!canReadDatabase(err)) {
@@ -102,13 +155,14 @@ int learnCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
     QObject::connect(&state, &AppState::factShown, &loop,
                      [&out](const QString& fact) { out << fact.toStdString() << std::endl; });
     QObject::connect(&state, &AppState::runFinished, &loop, [&loop] { loop.quit(); });
-    state.learn(days, false);
+    state.learn(invocation.days.value_or(365), false);
     loop.exec();
     waitForArchetype(state);
 
     if (state.phase() != AppState::Phase::Ready || !state.wrappedURL()) {
-        err << state.failureText().toStdString() << std::endl;
-        return exitFailed;
+        const Failure failure = describe(state.lastRunFailure());
+        err << failure.text << std::endl;
+        return failure.code;
     }
     out << "Recap: " << std::filesystem::absolute(*state.wrappedURL()).string() << std::endl;
     return 0;
@@ -116,11 +170,18 @@ int learnCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
 
 // Starts the state as the window does: the stored files restored, the access checked, and the threads read by
 // the run that follows (silent when there was a profile). Threads are never stored, so a run always comes.
-// Returns 0 when the threads are there, else the exit code, with the reason on `err`.
-int startLikeTheWindow(AppState& state, std::ostream& err) {
+// The run reads the days of `--days`, else those the saved profile was learned over, so that a profile
+// learned over a long history is read back whole. Returns 0 when the threads are there, else the exit code,
+// with the reason on `err`.
+int startLikeTheWindow(AppState& state, const cli::Invocation& invocation, std::ostream& err) {
     state.setRevealPause(std::chrono::milliseconds(0));
     if (!canReadDatabase(err)) {
         return exitNoAccess;
+    }
+    if (invocation.days) {
+        state.setLaunchRunDays(*invocation.days);
+    } else if (const std::optional<dovrel::Snapshot> snapshot = Store().readSnapshot()) {
+        state.setLaunchRunDays(std::clamp(snapshot->days, cli::fewestDays, cli::mostDays));
     }
     bool succeeded = false;
     QEventLoop loop;
@@ -135,10 +196,9 @@ int startLikeTheWindow(AppState& state, std::ostream& err) {
     }
     loop.exec();
     if (!succeeded) {
-        const QString reason = state.failureText();
-        err << (reason.isEmpty() ? std::string("Could not read your messages.") : reason.toStdString())
-            << std::endl;
-        return exitFailed;
+        const Failure failure = describe(state.lastRunFailure());
+        err << failure.text << std::endl;
+        return failure.code;
     }
     waitForArchetype(state);
     return 0;
@@ -162,44 +222,14 @@ std::optional<dovrel::PersonInsights> focusedPerson(const CoachEngine& engine, c
 
 // One tool call of the coach, run by the same code as in a coach turn, over the state the window would have:
 // the stored files restored, the access checked, and the threads read by the run that follows.
-int toolCommand(const QStringList& arguments, std::ostream& out, std::ostream& err) {
-    QString name;
-    std::optional<QString> input;
-    std::optional<QString> personName;
-    for (qsizetype i = 2; i < arguments.size(); ++i) {
-        const QString& argument = arguments.at(i);
-        if (argument == QLatin1String("--person")) {
-            if (i + 1 == arguments.size()) {
-                err << "tool: expected a name after --person\n\n" << usage;
-                return exitUsage;
-            }
-            personName = arguments.at(++i);
-        } else if (name.isEmpty()) {
-            name = argument;
-        } else if (!input) {
-            input = argument;
-        } else {
-            err << "tool: unexpected argument " << argument.toStdString() << "\n\n" << usage;
-            return exitUsage;
-        }
-    }
-    if (name.isEmpty()) {
-        err << "tool: expected the name of a tool\n\n" << usage;
-        return exitUsage;
-    }
-    const std::string inputJSON = input ? input->toStdString() : std::string("{}");
-    try {
-        if (!nlohmann::json::parse(inputJSON).is_object()) {
-            err << "tool: INPUT-JSON must be a JSON object, such as '{\"terms\":\"dinner\"}'" << std::endl;
-            return exitUsage;
-        }
-    } catch (const nlohmann::json::exception& error) {
-        err << "tool: INPUT-JSON is not valid JSON: " << error.what() << std::endl;
-        return exitUsage;
-    }
+int toolCommand(const cli::Invocation& invocation, std::ostream& out, std::ostream& err) {
+    const std::optional<QString> personName =
+        invocation.person ? std::optional(QString::fromStdString(*invocation.person)) : std::nullopt;
+    const QString name = QString::fromStdString(invocation.toolName);
+    const std::string& inputJSON = invocation.toolInput;
 
     AppState state(nullptr);
-    if (const int failure = startLikeTheWindow(state, err)) {
+    if (const int failure = startLikeTheWindow(state, invocation, err)) {
         return failure;
     }
 
@@ -211,7 +241,8 @@ int toolCommand(const QStringList& arguments, std::ostream& out, std::ostream& e
     }
 
     // The group tools answer "still loading" until the group chats are read; the command waits for them.
-    const nlohmann::json parsed = nlohmann::json::parse(inputJSON);
+    const dovrel::json::Json parsed =
+        dovrel::json::parseBounded(inputJSON).value_or(dovrel::json::Json::object());
     const bool readsGroups = name == QLatin1String("groups") || name == QLatin1String("group_stats") ||
                              (parsed.contains("group") && !parsed.at("group").is_null());
     if (readsGroups) {
@@ -226,28 +257,13 @@ int toolCommand(const QStringList& arguments, std::ostream& out, std::ostream& e
 
 // One coach turn, as the coach screen sends it: the answer is stored in the transcript like any other, and
 // the command ends only when the memory update or session note the turn started is stored too.
-int coachCommand(const QStringList& arguments, std::ostream& out, std::ostream& err) {
-    std::optional<QString> personName;
-    QStringList words;
-    for (qsizetype i = 2; i < arguments.size(); ++i) {
-        if (arguments.at(i) == QLatin1String("--person")) {
-            if (i + 1 == arguments.size()) {
-                err << "coach: expected a name after --person\n\n" << usage;
-                return exitUsage;
-            }
-            personName = arguments.at(++i);
-        } else {
-            words.append(arguments.at(i));
-        }
-    }
-    const std::string text(dovrel::unicode::trimmed(words.join(QLatin1Char(' ')).toStdString()));
-    if (text.empty()) {
-        err << "coach: expected a message\n\n" << usage;
-        return exitUsage;
-    }
+int coachCommand(const cli::Invocation& invocation, std::ostream& out, std::ostream& err) {
+    const std::optional<QString> personName =
+        invocation.person ? std::optional(QString::fromStdString(*invocation.person)) : std::nullopt;
+    const std::string& text = invocation.text;
 
     AppState state(nullptr);
-    if (const int failure = startLikeTheWindow(state, err)) {
+    if (const int failure = startLikeTheWindow(state, invocation, err)) {
         return failure;
     }
     CoachEngine engine;
@@ -301,24 +317,36 @@ int coachCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
 } // namespace
 
 int runCommandLine(const QStringList& arguments, std::ostream& out, std::ostream& err) {
-    const QString command = arguments.size() > 1 ? arguments.at(1) : QString();
-    if (command == QLatin1String("learn")) {
-        return learnCommand(arguments, out, err);
+    // Copies left behind by a process that ended before it could remove them.
+    dovrel::DatabaseCopier::removeStaleCopies();
+
+    std::vector<std::string> words;
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        words.push_back(arguments.at(i).toStdString());
     }
-    if (command == QLatin1String("tool")) {
-        return toolCommand(arguments, out, err);
+    const std::variant<cli::Invocation, cli::UsageError> parsed = cli::parseArguments(words);
+    if (const auto* misuse = std::get_if<cli::UsageError>(&parsed)) {
+        err << misuse->message << "\n\n" << cli::usage(misuse->command);
+        return exitUsage;
     }
-    if (command == QLatin1String("coach")) {
-        return coachCommand(arguments, out, err);
-    }
-    if (command == QLatin1String("help") || command == QLatin1String("--help")) {
-        out << usage;
+    const cli::Invocation& invocation = std::get<cli::Invocation>(parsed);
+    if (invocation.help) {
+        out << cli::usage(invocation.command == cli::Command::help ? std::nullopt
+                                                                   : std::optional(invocation.command));
         return 0;
     }
-    err << (command.isEmpty() ? std::string("missing command") : "unknown command: " + command.toStdString())
-        << "\n\n"
-        << usage;
-    return exitUsage;
+    switch (invocation.command) {
+    case cli::Command::learn:
+        return learnCommand(invocation, out, err);
+    case cli::Command::tool:
+        return toolCommand(invocation, out, err);
+    case cli::Command::coach:
+        return coachCommand(invocation, out, err);
+    case cli::Command::help:
+        break;
+    }
+    out << cli::usage();
+    return 0;
 }
 
 } // namespace murmora

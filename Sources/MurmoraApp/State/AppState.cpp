@@ -145,20 +145,19 @@ QString AppState::name(const QString& handle, const QVariant& fallback) const {
 
 void AppState::checkAccess() {
     // Opening the file is the only test of the permission to read it.
-    QFile database(QString::fromStdString(Generator::messagesDatabasePath(environment_().home).string()));
-    if (!database.open(QIODevice::ReadOnly)) {
+    if (Generator::databaseAccess(Generator::messagesDatabasePath(environment_().home)) !=
+        Generator::DatabaseAccess::readable) {
         setPhase(Phase::NeedsAccess);
         return;
     }
-    database.close();
     if (!stats_) {
-        learn(365, false);
+        learn(launchRunDays_, false);
         return;
     }
     // Stored data shows at once; threads are never stored, so a quiet run brings them after each launch.
     setPhase(Phase::Ready);
     if (threadsByHandle_.empty()) {
-        learn(365, true);
+        learn(launchRunDays_, true);
     }
 }
 
@@ -193,7 +192,9 @@ void AppState::learn(int days, bool silent) {
         try {
             *result = Generator::run(days, progress, environment);
         } catch (const std::exception& error) {
-            post([text = QString::fromUtf8(error.what()), silent](AppState& state) {
+            post([text = QString::fromUtf8(error.what()), silent,
+                  failure = std::current_exception()](AppState& state) {
+                state.lastRunFailure_ = failure;
                 // A quiet run's failure changes nothing: the user goes on with what is there.
                 if (!silent) {
                     state.setPhase(Phase::Failed, text);

@@ -20,6 +20,7 @@
 #include <QVariant>
 #include <QtQml/qqmlregistration.h>
 #include <chrono>
+#include <exception>
 #include <map>
 #include <optional>
 
@@ -157,6 +158,11 @@ public:
 
     // How long each reveal stays on the learning screen; the command line sets it to zero.
     void setRevealPause(std::chrono::milliseconds pause) { revealPause_ = pause; }
+    // The days the run that `checkAccess` starts reads: 365, unless the command line reads the stored
+    // profile's own period.
+    void setLaunchRunDays(int days) { launchRunDays_ = days; }
+    // Why the last failed run failed, quiet or not; null before any failure.
+    std::exception_ptr lastRunFailure() const { return lastRunFailure_; }
     // The surroundings of the next runs (tests fix the clock and the zone).
     void setEnvironment(std::function<Generator::Environment()> environment) {
         environment_ = std::move(environment);
@@ -262,6 +268,8 @@ private:
     std::map<std::string, dovrel::GroupStats> groupStatsCache_;
     std::optional<bool> aiAvailable_;
     std::chrono::milliseconds revealPause_{1100};
+    int launchRunDays_ = 365;
+    std::exception_ptr lastRunFailure_;
     std::function<Generator::Environment()> environment_ = &Generator::Environment::current;
     QThreadPool userInitiated_;
     QThreadPool utility_;

@@ -98,19 +98,19 @@ void AppState::loadGroups() {
     }
     const Generator::Environment environment = environment_();
     const std::filesystem::path database = Generator::messagesDatabasePath(environment.home);
-    QFile probe(QString::fromStdString(database.string()));
-    if (!probe.open(QIODevice::ReadOnly)) {
+    if (Generator::databaseAccess(database) != Generator::DatabaseAccess::readable) {
         return;
     }
-    probe.close();
     setGroupsLoading(true);
 
     const QPointer<AppState> self(this);
     userInitiated_.start([self, environment, database] {
         try {
-            const std::filesystem::path copy = dovrel::DatabaseCopier::copyForReading(database);
-            dovrel::MessageStore store(copy.string());
-            std::vector<dovrel::GroupThread> groups = store.groupThreads(25);
+            std::vector<dovrel::GroupThread> groups;
+            {
+                const dovrel::ReadingCopy copy = dovrel::MessageStore::copyForReading(database);
+                groups = dovrel::MessageStore(copy.string()).groupThreads(25);
+            }
             std::set<std::string> members;
             for (const dovrel::GroupThread& group : groups) {
                 members.insert(group.participants.begin(), group.participants.end());

@@ -7,7 +7,11 @@
 
 #include <QDir>
 #include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
 
 namespace murmora {
 
@@ -21,23 +25,42 @@ DomainError::DomainError(std::string domain, int code, std::string description)
 namespace Generator {
 
 Environment Environment::current() {
-    return Environment{std::filesystem::path(QDir::homePath().toStdString()), dovrel::Calendar::current(),
-                       std::nullopt};
+    const QByteArray home = qgetenv("HOME");
+    std::filesystem::path folder = home.isEmpty() ? std::filesystem::path(QDir::homePath().toStdString())
+                                                  : std::filesystem::path(home.toStdString());
+    return Environment{std::move(folder), dovrel::Calendar::current(), std::nullopt};
 }
 
 std::filesystem::path messagesDatabasePath(const std::filesystem::path& home) {
     return home / "Library" / "Messages" / "chat.db";
 }
 
-Result run(int days, const Progress& progress, const Environment& environment) {
-    progress("Copying your Messages database\u2026");
-    const std::filesystem::path copy =
-        dovrel::DatabaseCopier::copyForReading(messagesDatabasePath(environment.home));
+DatabaseAccess databaseAccess(const std::filesystem::path& database) {
+    struct stat status {};
+    if (::stat(database.c_str(), &status) != 0) {
+        return errno == ENOENT || errno == ENOTDIR ? DatabaseAccess::missing : DatabaseAccess::unreadable;
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return DatabaseAccess::notAFile;
+    }
+    const int fd = ::open(database.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    if (fd < 0) {
+        return DatabaseAccess::unreadable;
+    }
+    ::close(fd);
+    return DatabaseAccess::readable;
+}
 
-    progress("Reading your conversations\u2026");
+Result run(int days, const Progress& progress, const Environment& environment) {
     Result result;
     std::vector<dovrel::ContactThread> threads;
     {
+        progress("Copying your Messages database\u2026");
+        // The copy goes as soon as the threads are read.
+        const dovrel::ReadingCopy copy =
+            dovrel::MessageStore::copyForReading(messagesDatabasePath(environment.home));
+
+        progress("Reading your conversations\u2026");
         dovrel::MessageStore store(copy.string());
         threads = store.oneToOneThreads(&result.readCounts);
     }
@@ -93,7 +116,7 @@ std::map<std::string, std::string> resolveNames(const std::vector<std::string>& 
     }
     std::vector<dovrel::ContactCard> cards;
     try {
-        const std::filesystem::path copy = dovrel::DatabaseCopier::copyForReading(*book);
+        const dovrel::ReadingCopy copy = dovrel::DatabaseCopier::copyForReading(*book);
         dovrel::ContactsDB contacts(copy.string());
         cards = contacts.allCards();
     } catch (const std::exception&) {

@@ -54,6 +54,7 @@ struct Environment {
     dovrel::Calendar calendar;
     std::optional<dovrel::Date> now; // the current time when absent
 
+    // $HOME as the bytes the environment holds (a path need not be UTF-8), the system's zone, the clock.
     static Environment current();
 };
 
@@ -61,6 +62,12 @@ using Progress = std::function<void(const std::string&)>;
 
 // The Messages database of a home folder: always "<home>/Library/Messages/chat.db".
 std::filesystem::path messagesDatabasePath(const std::filesystem::path& home);
+
+enum class DatabaseAccess { readable, missing, notAFile, unreadable };
+
+// Whether the file opens for reading: the only test of the permission to read it. Its type is tested
+// first, so a pipe or device under the database's name is refused rather than waited on.
+DatabaseAccess databaseAccess(const std::filesystem::path& database);
 
 // Copies and reads the database, measures the last `days` × 86400 seconds, resolves names, writes the recap
 // page. Throws std::filesystem::filesystem_error, dovrel::SQLiteError, or DomainError (code 1) when the
