@@ -1,5 +1,6 @@
 #include "Coach/CoachMemory.h"
 
+#include "Format/Format.h"
 #include "Foundation/Json.h"
 #include "Foundation/UUID.h"
 #include "Foundation/Unicode.h"
@@ -67,30 +68,6 @@ bool holdsText(const std::vector<MemoryEntry>& entries, const std::string& text)
     return std::any_of(entries.begin(), entries.end(), [&](const MemoryEntry& entry) {
         return entry.text == text || nfc(entry.text) == wanted;
     });
-}
-
-std::optional<std::int64_t> optionalInteger(const Json& object, const char* key) {
-    const auto found = object.find(key);
-    if (found == object.end() || found->is_null()) {
-        return std::nullopt;
-    }
-    constexpr auto high = std::numeric_limits<std::int64_t>::max();
-    // 2^63, the first double above every int64.
-    constexpr double limit = 9'223'372'036'854'775'808.0;
-    if (found->is_number_unsigned()) {
-        const auto number = found->get<std::uint64_t>();
-        if (number <= static_cast<std::uint64_t>(high)) {
-            return static_cast<std::int64_t>(number);
-        }
-    } else if (found->is_number_integer()) {
-        return found->get<std::int64_t>();
-    } else if (found->is_number_float()) {
-        const double number = found->get<double>();
-        if (std::isfinite(number) && number == std::trunc(number) && number >= -limit && number < limit) {
-            return static_cast<std::int64_t>(number);
-        }
-    }
-    throw json::DecodeError(std::string(key) + ": expected an integer");
 }
 
 constexpr std::string_view extractionHeader =
@@ -171,7 +148,7 @@ void from_json(const nlohmann::json& in, Op& op) {
     op.op = json::required<std::string>(in, "op");
     op.kind = json::optional<std::string>(in, "kind");
     op.text = json::optional<std::string>(in, "text");
-    op.ref = optionalInteger(in, "ref");
+    op.ref = json::optionalInteger(in, "ref");
 }
 
 void from_json(const nlohmann::json& in, OpsEnvelope& envelope) {
@@ -362,7 +339,7 @@ std::string render(std::span<const MemoryEntry> entries, const Calendar& calenda
         out += ':';
         for (const MemoryEntry* entry : items) {
             out += "\n- (";
-            out += calendar.format(entry->date, "MMM d");
+            out += Format::monthDay(entry->date, calendar, "en_US");
             out += ") ";
             out += entry->text;
         }

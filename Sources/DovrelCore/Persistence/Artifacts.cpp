@@ -1,5 +1,6 @@
 #include "Persistence/Artifacts.h"
 
+#include "Format/Format.h"
 #include "Foundation/Json.h"
 #include "Foundation/UUID.h"
 
@@ -95,8 +96,8 @@ std::optional<std::string> staleDiveNote(const StoredDive& dive, std::span<const
     if (newer == 0) {
         return std::nullopt;
     }
-    return "From " + calendar.format(dive.generatedAt, "MMM d", locale) + " \u2014 " + std::to_string(newer) +
-           " new message" + (newer == 1 ? "" : "s") + " since.";
+    return "From " + Format::monthDay(dive.generatedAt, calendar, locale) + " \u2014 " +
+           std::to_string(newer) + " new message" + (newer == 1 ? "" : "s") + " since.";
 }
 
 } // namespace dovrel
