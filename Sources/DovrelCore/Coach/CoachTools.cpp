@@ -464,25 +464,28 @@ Output groupStatsTool(const Request& r) {
     return output;
 }
 
+// Which calls of a tool read the group chats.
+enum class Groups { never, withGroupField, always };
+
 struct Tool {
     std::string_view name;
     Handler handler;
-    bool alwaysReadsGroups;
+    Groups groups;
 };
 
 const std::vector<Tool>& registry() {
     static const std::vector<Tool> tools{
-        {"search", search, false},
-        {"count", count, false},
-        {"sample", sample, false},
-        {"timeline", timeline, false},
-        {"window", window, false},
-        {"person_stats", personStats, false},
-        {"compare", compare, false},
-        {"overview", overview, false},
-        {"unanswered", unanswered, false},
-        {"groups", groups, true},
-        {"group_stats", groupStatsTool, true},
+        {"search", search, Groups::withGroupField},
+        {"count", count, Groups::never},
+        {"sample", sample, Groups::withGroupField},
+        {"timeline", timeline, Groups::never},
+        {"window", window, Groups::withGroupField},
+        {"person_stats", personStats, Groups::never},
+        {"compare", compare, Groups::never},
+        {"overview", overview, Groups::never},
+        {"unanswered", unanswered, Groups::never},
+        {"groups", groups, Groups::always},
+        {"group_stats", groupStatsTool, Groups::always},
     };
     return tools;
 }
@@ -575,7 +578,8 @@ std::vector<std::string_view> names() {
 
 bool readsGroups(std::string_view tool, bool hasGroupField) {
     const Tool* found = find(tool);
-    return found != nullptr && (found->alwaysReadsGroups || hasGroupField);
+    return found != nullptr &&
+           (found->groups == Groups::always || (found->groups == Groups::withGroupField && hasGroupField));
 }
 
 Output run(const CorpusView& view, const Agent::ToolUse& use, const std::optional<PersonInsights>& focused) {
