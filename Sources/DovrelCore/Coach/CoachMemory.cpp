@@ -20,27 +20,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-// The canonical upper-case form of a textual UUID (8-4-4-4-12 hex digits, either case), or absent.
-std::optional<std::string> canonicalUUID(std::string_view text) {
-    if (text.size() != 36) {
-        return std::nullopt;
-    }
-    std::string out(text);
-    for (std::size_t i = 0; i < out.size(); ++i) {
-        const char c = out[i];
-        if (i == 8 || i == 13 || i == 18 || i == 23) {
-            if (c != '-') {
-                return std::nullopt;
-            }
-        } else if (c >= 'a' && c <= 'f') {
-            out[i] = static_cast<char>(c - 'a' + 'A');
-        } else if (!((c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'))) {
-            return std::nullopt;
-        }
-    }
-    return out;
-}
-
 bool isLineBreak(char32_t c) {
     return (c >= 0x0A && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029;
 }

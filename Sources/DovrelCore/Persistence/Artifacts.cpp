@@ -48,7 +48,11 @@ void to_json(nlohmann::json& out, const CoachMessage& message) {
 
 void from_json(const nlohmann::json& in, CoachMessage& message) {
     json::expectObject(in, "coach message");
-    message.id = json::required<std::string>(in, "id");
+    const std::optional<std::string> id = canonicalUUID(json::required<std::string>(in, "id"));
+    if (!id) {
+        throw json::DecodeError("id: expected a UUID");
+    }
+    message.id = *id;
     const std::string role = json::required<std::string>(in, "role");
     if (role == "user") {
         message.role = CoachMessage::Role::user;
