@@ -503,7 +503,7 @@ const Tool* find(std::string_view name) {
 
 std::string CorpusView::name(const std::string& handle, const std::optional<std::string>& fallback) const {
     if (names) {
-        if (const auto found = names->find(handle); found != names->end()) {
+        if (const auto found = names->find(handle); found != names->end() && !found->second.empty()) {
             return found->second;
         }
     }

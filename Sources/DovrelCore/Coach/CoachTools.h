@@ -45,7 +45,7 @@ struct CorpusView {
     std::string locale = "en_US";
     Date now;
 
-    // names[handle], else the fallback when it is not empty, else the handle.
+    // names[handle], else the fallback, else the handle; an empty name counts as none.
     std::string name(const std::string& handle,
                      const std::optional<std::string>& fallback = std::nullopt) const;
     // The group's own name, else the first names of its first members.
