@@ -78,11 +78,12 @@ TEST(CoachPromptTest, PersonPromptHasEveryLineInOrder) {
                           "line two\n"
                           "[Mar 1 · me] ok");
 
-    // A thread shorter than the count is listed whole; month names follow the locale.
+    // A thread shorter than the count is listed whole; dates follow the locale, in its order.
     const std::string all = CoachPrompt::personSystem("Ana", anaThread(newYork), ana(), 100, {}, std::nullopt,
                                                       newYork, false, "de_DE");
-    EXPECT_NE(all.find("Our recent messages (oldest first):\n[Feb. 20 · me] first\n[Feb. 29 · Ana] line one"),
-              std::string::npos)
+    EXPECT_NE(
+        all.find("Our recent messages (oldest first):\n[20. Feb. · me] first\n[29. Feb. · Ana] line one"),
+        std::string::npos)
         << all;
 }
 

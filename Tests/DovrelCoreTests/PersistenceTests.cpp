@@ -67,7 +67,18 @@ TEST(PersistenceTest, AnyBadPartRejectsTheWholeArtifactsFile) {
     textAsNumber["deepDives"]["+15550001"]["text"] = 7;
     rejectsDecode(textAsNumber);
 
+    Json idNoUUID = good;
+    idNoUUID["transcripts"][""][0]["id"] = "message-1";
+    rejectsDecode(idNoUUID);
+
     rejectsDecode(Json::array());
+
+    // A message id written in lower case is read in the upper-case form new ids take.
+    Json lowerID = good;
+    lowerID["transcripts"][""][0]["id"] = "1b4e28ba-2fa1-41d2-883f-0016d3cca427";
+    Artifacts read;
+    from_json(lowerID, read);
+    EXPECT_EQ(read.transcripts.at("").at(0).id, "1B4E28BA-2FA1-41D2-883F-0016D3CCA427");
 
     // Files written before memory existed still load, with their old notes for migration.
     Json old = good;

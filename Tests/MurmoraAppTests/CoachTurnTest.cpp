@@ -152,7 +152,6 @@ private slots:
         connect(engine_.get(), &CoachEngine::streamTextChanged, this,
                 [&] { shown.append(QString::fromStdString(engine_->streamText())); });
         QSignalSpy ran(engine_.get(), &CoachEngine::toolRan);
-        const std::string system = *engine_->buildSystem(std::nullopt); // before the memory changes
         engine_->send("What do I talk about?", std::nullopt);
         QVERIFY(engine_->thinking());
         waitForTurn();
@@ -166,10 +165,8 @@ private slots:
                         [&](const QString& text) { return !text.isEmpty() && preamble.startsWith(text); }),
             qPrintable(shown.join(QStringLiteral(" | "))));
 
-        const CoachEngine::ToolOutput searched =
-            engine_->execute(ToolUse{"x", "search", search.toStdString()}, {});
-        const CoachEngine::ToolOutput counted =
-            engine_->execute(ToolUse{"y", "count", count.toStdString()}, {});
+        const CoachEngine::ToolOutput searched = ranTool(ToolUse{"x", "search", search.toStdString()});
+        const CoachEngine::ToolOutput counted = ranTool(ToolUse{"y", "count", count.toStdString()});
         QCOMPARE(ran.count(), qsizetype{2});
         const std::vector<CoachMessage>& stored = state_->coachTranscripts().at("");
         QCOMPARE(stored.size(), std::size_t{2});
@@ -181,7 +178,12 @@ private slots:
         const QList<LocalHttpServer::Request> chats = requestsTo(*server_, "/v1/chat");
         QCOMPARE(chats.size(), 2);
         const Json first = body(chats[0]);
-        QCOMPARE(first.at("system").at(0).at("text").get<std::string>(), system);
+        const std::string system = first.at("system").at(0).at("text").get<std::string>();
+        // The general prompt, from the state's statistics.
+        const std::string overall =
+            "My overall stats (last year): " + std::to_string(state_->stats()->totalMessages) +
+            " messages, " + std::to_string(state_->stats()->peopleCount) + " people";
+        QVERIFY2(system.find(overall) != std::string::npos, system.c_str());
         QCOMPARE(first.at("max_tokens").get<int>(), 16000);
         QCOMPARE(first.at("tools").size(), std::size_t{11});
         const std::vector<ChatMessage> asked{ChatMessage::user("What do I talk about?")};
@@ -239,8 +241,7 @@ private slots:
         engine_->send("Do I laugh a lot?", std::nullopt);
         waitForTurn();
         QVERIFY2(!engine_->errorText(), engine_->errorText().value_or("").c_str());
-        const CoachEngine::ToolOutput counted =
-            engine_->execute(ToolUse{"cli-0", "count", R"({"terms":"haha"})"}, {});
+        const CoachEngine::ToolOutput counted = ranTool(ToolUse{"cli-0", "count", R"({"terms":"haha"})"});
         const CoachMessage& answer = state_->coachTranscripts().at("").back();
         QCOMPARE(answer.text, std::string("You laugh in most of your chats."));
         QCOMPARE(answer.sources, std::optional(std::vector<std::string>{counted.status}));
@@ -557,6 +558,16 @@ private:
     void useRelay(bool on) {
         qputenv("MURMORA_RELAY_URL", on ? server_->origin().toUtf8() : QByteArray());
         qputenv("MURMORA_RELAY_SECRET", "test-secret");
+    }
+
+    // A tool call run as the turn runs it, for the status line the turn should have stored.
+    CoachEngine::ToolOutput ranTool(const ToolUse& use) {
+        std::optional<CoachEngine::ToolOutput> output;
+        engine_->runTool(use, std::nullopt, [&](CoachEngine::ToolOutput ran) { output = std::move(ran); });
+        if (!QTest::qWaitFor([&] { return output.has_value(); }, 20000)) {
+            return {"(no output)", ""};
+        }
+        return *output;
     }
 
     void waitForTurn() {

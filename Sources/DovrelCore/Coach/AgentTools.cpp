@@ -122,30 +122,6 @@ constexpr std::string_view instructionText =
 
 constexpr std::string_view fence = "```";
 
-// An integer is any JSON number without a fraction that fits, as an encoder that only knows doubles writes
-// 40 as 40.0.
-std::optional<std::int64_t> optionalInteger(const Json& object, const char* key) {
-    const auto found = object.find(key);
-    if (found == object.end() || found->is_null()) {
-        return std::nullopt;
-    }
-    constexpr double limit = 9'223'372'036'854'775'808.0; // 2^63
-    if (found->is_number_unsigned()) {
-        const auto number = found->get<std::uint64_t>();
-        if (number <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
-            return static_cast<std::int64_t>(number);
-        }
-    } else if (found->is_number_integer()) {
-        return found->get<std::int64_t>();
-    } else if (found->is_number_float()) {
-        const double number = found->get<double>();
-        if (std::isfinite(number) && number == std::trunc(number) && number >= -limit && number < limit) {
-            return static_cast<std::int64_t>(number);
-        }
-    }
-    throw json::DecodeError(std::string(key) + ": expected an integer");
-}
-
 std::optional<Call> decoded(const Json& value) {
     try {
         Call out;
@@ -192,7 +168,7 @@ void from_json(const Json& in, Call& call) {
     call.start = json::optional<std::string>(in, "start");
     call.end = json::optional<std::string>(in, "end");
     call.around = json::optional<std::string>(in, "around");
-    call.limit = optionalInteger(in, "limit");
+    call.limit = json::optionalInteger(in, "limit");
 }
 
 const std::vector<Agent::ToolDef>& defs() {

@@ -1,5 +1,6 @@
 #include "Coach/CoachMemory.h"
 
+#include "Format/Format.h"
 #include "Foundation/Json.h"
 #include "Foundation/UUID.h"
 #include "Foundation/Unicode.h"
@@ -18,27 +19,6 @@ namespace dovrel {
 namespace {
 
 using Json = nlohmann::json;
-
-// The canonical upper-case form of a textual UUID (8-4-4-4-12 hex digits, either case), or absent.
-std::optional<std::string> canonicalUUID(std::string_view text) {
-    if (text.size() != 36) {
-        return std::nullopt;
-    }
-    std::string out(text);
-    for (std::size_t i = 0; i < out.size(); ++i) {
-        const char c = out[i];
-        if (i == 8 || i == 13 || i == 18 || i == 23) {
-            if (c != '-') {
-                return std::nullopt;
-            }
-        } else if (c >= 'a' && c <= 'f') {
-            out[i] = static_cast<char>(c - 'a' + 'A');
-        } else if (!((c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'))) {
-            return std::nullopt;
-        }
-    }
-    return out;
-}
 
 bool isLineBreak(char32_t c) {
     return (c >= 0x0A && c <= 0x0D) || c == 0x85 || c == 0x2028 || c == 0x2029;
@@ -67,30 +47,6 @@ bool holdsText(const std::vector<MemoryEntry>& entries, const std::string& text)
     return std::any_of(entries.begin(), entries.end(), [&](const MemoryEntry& entry) {
         return entry.text == text || nfc(entry.text) == wanted;
     });
-}
-
-std::optional<std::int64_t> optionalInteger(const Json& object, const char* key) {
-    const auto found = object.find(key);
-    if (found == object.end() || found->is_null()) {
-        return std::nullopt;
-    }
-    constexpr auto high = std::numeric_limits<std::int64_t>::max();
-    // 2^63, the first double above every int64.
-    constexpr double limit = 9'223'372'036'854'775'808.0;
-    if (found->is_number_unsigned()) {
-        const auto number = found->get<std::uint64_t>();
-        if (number <= static_cast<std::uint64_t>(high)) {
-            return static_cast<std::int64_t>(number);
-        }
-    } else if (found->is_number_integer()) {
-        return found->get<std::int64_t>();
-    } else if (found->is_number_float()) {
-        const double number = found->get<double>();
-        if (std::isfinite(number) && number == std::trunc(number) && number >= -limit && number < limit) {
-            return static_cast<std::int64_t>(number);
-        }
-    }
-    throw json::DecodeError(std::string(key) + ": expected an integer");
 }
 
 constexpr std::string_view extractionHeader =
@@ -171,7 +127,7 @@ void from_json(const nlohmann::json& in, Op& op) {
     op.op = json::required<std::string>(in, "op");
     op.kind = json::optional<std::string>(in, "kind");
     op.text = json::optional<std::string>(in, "text");
-    op.ref = optionalInteger(in, "ref");
+    op.ref = json::optionalInteger(in, "ref");
 }
 
 void from_json(const nlohmann::json& in, OpsEnvelope& envelope) {
@@ -362,7 +318,7 @@ std::string render(std::span<const MemoryEntry> entries, const Calendar& calenda
         out += ':';
         for (const MemoryEntry* entry : items) {
             out += "\n- (";
-            out += calendar.format(entry->date, "MMM d");
+            out += Format::monthDay(entry->date, calendar, "en_US");
             out += ") ";
             out += entry->text;
         }

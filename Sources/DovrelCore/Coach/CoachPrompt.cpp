@@ -1,6 +1,7 @@
 #include "Coach/CoachPrompt.h"
 
 #include "Coach/AgentTools.h"
+#include "Format/Format.h"
 
 #include <algorithm>
 #include <cmath>
@@ -20,13 +21,8 @@ constexpr std::string_view opening =
 
 constexpr std::size_t topPeopleShown = 5;
 
-std::string whole(double value) {
-    return std::to_string(static_cast<long long>(std::trunc(std::clamp(value, -1e15, 1e15))));
-}
-
-std::string percent(double rate) {
-    return whole(rate * 100.0);
-}
+using Format::percent;
+using Format::whole;
 
 std::string joinedLines(const std::vector<std::string>& lines) {
     std::string out;
@@ -101,7 +97,7 @@ std::string personSystem(std::string_view name, const ContactThread& thread, con
         std::min(thread.messages.size(), static_cast<std::size_t>(std::max(recentCount, 0)));
     for (auto message = thread.messages.end() - static_cast<std::ptrdiff_t>(shown);
          message != thread.messages.end(); ++message) {
-        lines.push_back("[" + calendar.format(message->date, "MMM d", locale) + " · " +
+        lines.push_back("[" + Format::monthDay(message->date, calendar, locale) + " · " +
                         (message->isFromMe ? std::string("me") : who) + "] " + message->text);
     }
     return joinedLines(lines);

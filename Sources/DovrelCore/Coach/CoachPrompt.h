@@ -38,7 +38,7 @@ struct TopPerson {
 };
 
 // The prompt for the coach focused on one person: who they are, memory, measured stats, and the last
-// `recentCount` messages of the thread with "MMM d" dates in `calendar`, month names in `locale`.
+// `recentCount` messages of the thread with month-and-day dates in `calendar`, in the order of `locale`.
 std::string personSystem(std::string_view name, const ContactThread& thread, const PersonInsights& insights,
                          int recentCount, std::span<const MemoryEntry> memory,
                          const std::optional<std::string>& insight, const Calendar& calendar,

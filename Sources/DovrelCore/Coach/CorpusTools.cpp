@@ -3,6 +3,7 @@
 #include "Foundation/Unicode.h"
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <cstring>
@@ -128,7 +129,10 @@ std::vector<std::string> needles(std::span<const std::string> terms) {
     return out;
 }
 
-std::optional<Date> parseDay(const std::optional<std::string>& text, const Calendar& calendar) {
+namespace {
+
+// The decimal integers between "-", other pieces dropped; absent unless exactly three remain.
+std::optional<std::array<std::int64_t, 3>> dayParts(const std::optional<std::string>& text) {
     if (!text) {
         return std::nullopt;
     }
@@ -136,8 +140,7 @@ std::optional<Date> parseDay(const std::optional<std::string>& text, const Calen
     std::string_view rest = *text;
     while (!rest.empty()) {
         const std::size_t dash = rest.find('-');
-        const std::string_view piece = rest.substr(0, dash);
-        if (const std::optional<std::int64_t> value = integer(piece)) {
+        if (const std::optional<std::int64_t> value = integer(rest.substr(0, dash))) {
             parts.push_back(*value);
         }
         rest = dash == std::string_view::npos ? std::string_view() : rest.substr(dash + 1);
@@ -145,17 +148,35 @@ std::optional<Date> parseDay(const std::optional<std::string>& text, const Calen
     if (parts.size() != 3) {
         return std::nullopt;
     }
-    constexpr std::int64_t smallest = std::numeric_limits<int>::min();
-    constexpr std::int64_t largest = std::numeric_limits<int>::max();
-    if (std::any_of(parts.begin(), parts.end(), [](std::int64_t p) { return p < smallest || p > largest; })) {
+    return std::array<std::int64_t, 3>{parts[0], parts[1], parts[2]};
+}
+
+} // namespace
+
+std::optional<Date> parseDay(const std::optional<std::string>& text, const Calendar& calendar) {
+    const std::optional<std::array<std::int64_t, 3>> parts = dayParts(text);
+    if (!parts) {
+        return std::nullopt;
+    }
+    const auto [year, month, day] = *parts;
+    if (year < firstYear || year > lastYear || month < 1 || month > 12 || day < 1 || day > 31) {
         return std::nullopt;
     }
     try {
-        return calendar.date(static_cast<int>(parts[0]), static_cast<int>(parts[1]),
-                             static_cast<int>(parts[2]));
+        const Date date =
+            calendar.date(static_cast<int>(year), static_cast<int>(month), static_cast<int>(day));
+        // A day past the month's end would roll over into the next month.
+        if (calendar.month(date) != month || calendar.day(date) != day) {
+            return std::nullopt;
+        }
+        return date;
     } catch (const std::exception&) {
         return std::nullopt;
     }
+}
+
+bool isMalformedDay(const std::optional<std::string>& text, const Calendar& calendar) {
+    return dayParts(text).has_value() && !parseDay(text, calendar).has_value();
 }
 
 Matcher::Matcher(std::span<const std::string> terms)

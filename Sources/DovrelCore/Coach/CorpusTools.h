@@ -41,9 +41,17 @@ using Threads = std::span<const ContactThread* const>;
 // duplicates are kept.
 std::vector<std::string> needles(std::span<const std::string> terms);
 
+// The years a day may name: what a four-digit year can write and the calendar can hold.
+inline constexpr std::int64_t firstYear = 1;
+inline constexpr std::int64_t lastYear = 9999;
+
 // "YYYY-MM-DD" as the start of that day in `calendar`. Pieces between "-" that are no decimal integer are
-// dropped; exactly three must remain. Out-of-range parts roll over (the 31st of February is in March).
+// dropped; exactly three must remain, and they must name a day that exists ("2026-02-30" does not) in a
+// year from `firstYear` to `lastYear`.
 std::optional<Date> parseDay(const std::optional<std::string>& text, const Calendar& calendar);
+// Three integers that name no day: "2025-13-45", "2026-02-30", a year millions of years away. A text
+// without three integers is no day at all rather than a malformed one.
+bool isMalformedDay(const std::optional<std::string>& text, const Calendar& calendar);
 
 // `from` is "me", "them", or anything else for both sides. `start` drops earlier messages; `end` drops
 // messages at or after `end` + 86,400 seconds, plain seconds even on a day with a clock change.

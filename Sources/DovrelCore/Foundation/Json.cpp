@@ -51,30 +51,42 @@ void expectObject(const Json& value, const char* what) {
     }
 }
 
-void read(const Json& value, int& out) {
-    constexpr auto low = std::numeric_limits<int>::min();
-    constexpr auto high = std::numeric_limits<int>::max();
+std::int64_t integer(const Json& value) {
+    constexpr double limit = 9'223'372'036'854'775'808.0; // 2^63, the first double above every int64
     if (value.is_number_unsigned()) {
         const auto number = value.get<std::uint64_t>();
-        if (number <= static_cast<std::uint64_t>(high)) {
-            out = static_cast<int>(number);
-            return;
+        if (number <= static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max())) {
+            return static_cast<std::int64_t>(number);
         }
     } else if (value.is_number_integer()) {
-        const auto number = value.get<std::int64_t>();
-        if (number >= low && number <= high) {
-            out = static_cast<int>(number);
-            return;
-        }
+        return value.get<std::int64_t>();
     } else if (value.is_number_float()) {
-        // 3.0 is an integer written by an encoder that only knows doubles; 3.5 is not.
         const double number = value.get<double>();
-        if (std::isfinite(number) && number == std::trunc(number) && number >= low && number <= high) {
-            out = static_cast<int>(number);
-            return;
+        if (std::isfinite(number) && number == std::trunc(number) && number >= -limit && number < limit) {
+            return static_cast<std::int64_t>(number);
         }
     }
     throw DecodeError("expected an integer");
+}
+
+std::optional<std::int64_t> optionalInteger(const Json& object, const char* key) {
+    const auto found = object.find(key);
+    if (found == object.end() || found->is_null()) {
+        return std::nullopt;
+    }
+    try {
+        return integer(*found);
+    } catch (const DecodeError&) {
+        throw DecodeError(std::string(key) + ": expected an integer");
+    }
+}
+
+void read(const Json& value, int& out) {
+    const std::int64_t number = integer(value);
+    if (number < std::numeric_limits<int>::min() || number > std::numeric_limits<int>::max()) {
+        throw DecodeError("expected an integer");
+    }
+    out = static_cast<int>(number);
 }
 
 void read(const Json& value, double& out) {

@@ -9,6 +9,7 @@
 #include "Foundation/Date.h"
 #include "Foundation/DateInterval.h"
 
+#include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -42,6 +43,12 @@ std::optional<Json> parseBounded(std::string_view text);
 
 // Throws DecodeError unless `value` is an object.
 void expectObject(const Json& value, const char* what);
+
+// The integer a JSON number holds: any number without a fraction that fits in 64 bits, as an encoder that
+// only knows doubles writes 40 as 40.0. Throws DecodeError for anything else.
+std::int64_t integer(const Json& value);
+// The integer under `key`; absent when the key is absent or null. Throws DecodeError naming the key.
+std::optional<std::int64_t> optionalInteger(const Json& object, const char* key);
 
 void read(const Json& value, int& out);
 void read(const Json& value, double& out);

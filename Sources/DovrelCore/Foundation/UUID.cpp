@@ -31,4 +31,24 @@ std::string makeUUID() {
     return text;
 }
 
+std::optional<std::string> canonicalUUID(std::string_view text) {
+    if (text.size() != 36) {
+        return std::nullopt;
+    }
+    std::string out(text);
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const char c = out[i];
+        if (i == 8 || i == 13 || i == 18 || i == 23) {
+            if (c != '-') {
+                return std::nullopt;
+            }
+        } else if (c >= 'a' && c <= 'f') {
+            out[i] = static_cast<char>(c - 'a' + 'A');
+        } else if (!((c >= '0' && c <= '9') || (c >= 'A' && c <= 'F'))) {
+            return std::nullopt;
+        }
+    }
+    return out;
+}
+
 } // namespace dovrel

@@ -1,5 +1,6 @@
 #include "Measurement/LocalArchetype.h"
 
+#include "Format/Format.h"
 #include "Output/WrappedHTML.h"
 
 #include <cmath>
@@ -7,12 +8,8 @@
 namespace dovrel::LocalArchetype {
 namespace {
 
-std::string whole(double value) {
-    return std::to_string(static_cast<long long>(std::trunc(value)));
-}
-std::string percent(double rate) {
-    return whole(rate * 100.0);
-}
+using Format::percent;
+using Format::whole;
 
 constexpr double fastReply = 90.0;
 

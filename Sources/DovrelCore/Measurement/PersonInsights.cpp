@@ -1,5 +1,6 @@
 #include "Measurement/PersonInsights.h"
 
+#include "Format/Format.h"
 #include "Foundation/Json.h"
 #include "Foundation/Unicode.h"
 #include "Measurement/ReportBuilder.h"
@@ -19,10 +20,7 @@ std::optional<double> ratio(std::optional<double> value, std::optional<double> b
     return *value / *baseline;
 }
 
-// A rate as a whole percentage, cut towards zero.
-std::string percent(double rate) {
-    return std::to_string(static_cast<long long>(std::trunc(rate * 100.0)));
-}
+using Format::percent;
 
 // A multiplier rounded half away from zero, never below 2. Absent when it has no whole-number form.
 std::optional<std::string> times(double multiplier) {

@@ -1,5 +1,6 @@
 #include "Measurement/PriorityInbox.h"
 
+#include "Format/Format.h"
 #include "Foundation/Unicode.h"
 
 #include <algorithm>
@@ -24,31 +25,6 @@ int numericCount(std::string_view text) {
         count += isNumeric(unicode::decodeNext(text, offset)) ? 1 : 0;
     }
     return count;
-}
-
-// A grapheme that breaks a line: LF, VT, FF, CR, CR LF, NEL, and the Unicode line and paragraph separators.
-bool isLineBreak(std::string_view grapheme) {
-    return grapheme == "\n" || grapheme == "\r" || grapheme == "\r\n" || grapheme == "\v" ||
-           grapheme == "\f" || grapheme == "\u0085" || grapheme == "\u2028" || grapheme == "\u2029";
-}
-
-// The text on one line (each line break a blank), cut to its first `limit` user-perceived characters.
-std::string oneLine(std::string_view text, std::size_t limit) {
-    std::string line;
-    line.reserve(std::min(text.size(), limit * 4));
-    std::size_t kept = 0;
-    unicode::forEachGrapheme(text, [&](std::string_view grapheme) {
-        if (kept == limit) {
-            return;
-        }
-        ++kept;
-        if (isLineBreak(grapheme)) {
-            line += ' ';
-        } else {
-            line += grapheme;
-        }
-    });
-    return line;
 }
 
 std::string_view trimmed(std::string_view text) {
@@ -154,12 +130,12 @@ std::string selectPrompt(std::span<const Item> items, const std::map<std::string
         const std::string& name =
             named != names.end() ? named->second : item.displayName.value_or(item.handleID);
         prompt += "\n" + std::to_string(++number) + ". " + name + " — waiting " +
-                  std::to_string(static_cast<long long>(std::trunc(item.waitingHours))) + "h";
+                  Format::whole(item.waitingHours) + "h";
         if (item.unreadCount >= 1) {
             prompt += ", " + std::to_string(item.unreadCount) + " unread";
         }
         prompt += ", " + std::to_string(item.totalMessages) + " messages all-time. Last message: \"" +
-                  oneLine(item.lastMessage.text, promptTextLimit) + "\"";
+                  Format::oneLine(item.lastMessage.text, promptTextLimit) + "\"";
     }
     return prompt;
 }

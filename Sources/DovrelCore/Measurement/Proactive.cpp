@@ -1,5 +1,6 @@
 #include "Measurement/Proactive.h"
 
+#include "Format/Format.h"
 #include "Measurement/PriorityInbox.h"
 #include "Measurement/Trends.h"
 
@@ -25,12 +26,9 @@ constexpr std::size_t minimumMessagesFromMe = 20;
 constexpr double minimumSilenceDays = 21.0;
 constexpr double usualGapLimitDays = 7.0;
 
+// A count cut towards zero; 0 for a value with none.
 long long whole(double value) {
-    if (!std::isfinite(value)) {
-        return 0;
-    }
-    constexpr double limit = 9.0e18;
-    return static_cast<long long>(std::trunc(std::clamp(value, -limit, limit)));
+    return Format::truncated(value).value_or(0);
 }
 
 class Lookup {

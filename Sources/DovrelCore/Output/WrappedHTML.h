@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Format/Format.h"
 #include "Foundation/Calendar.h"
 #include "Measurement/LocalArchetype.h"
 #include "Measurement/WrappedStats.h"
@@ -11,22 +12,14 @@
 #include <string>
 #include <string_view>
 
-// The recap page and the number and time formatters every surface uses, so that a count, a clock time
-// or a reply speed reads the same on the page, the cards and the screens.
+// The recap page and the verdict lines it shares with the slides and cards.
 namespace dovrel::WrappedHTML {
 
-// "h:mm AM" on a 12-hour clock, 12 in place of 0: 45 gives "12:45 AM", 780 gives "1:00 PM".
-std::string clockTime(int minuteOfDay);
-
-// The integer with en_US grouping: 12345 gives "12,345".
-std::string thousands(std::int64_t n);
-
-// "42 seconds" (truncated) below 90 s, "12 minutes" (rounded) below 5400 s, else "1.5 hours".
-// Always plural: 1 gives "1 seconds".
-std::string replySpeed(double seconds);
-
-// "12am", "3pm": lower case, no blank.
-std::string hourLabel(int hour);
+// The shared formatters, under the names the page's callers know them by.
+using Format::clockTime;
+using Format::hourLabel;
+using Format::replySpeed;
+using Format::thousands;
 
 // The verdicts on a median reply time, a median text length and a median last-text minute of the day.
 std::string replyLine(double seconds);

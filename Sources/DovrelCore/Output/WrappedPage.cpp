@@ -1,3 +1,4 @@
+#include "Format/Format.h"
 #include "Output/WrappedHTML.h"
 
 #include <algorithm>
@@ -129,17 +130,10 @@ h2 {
 </style></head><body>
 )html";
 
-// A percentage cut towards zero. A fraction with no integer percentage is a programming error.
-int truncatedPercent(double fraction) {
-    const double percent = fraction * 100;
-    if (!std::isfinite(percent) || percent <= -2147483648.0 || percent >= 2147483648.0) {
-        std::abort();
-    }
-    return static_cast<int>(percent);
-}
-
-int truncatedPercent(int part, int whole) {
-    return truncatedPercent(static_cast<double>(part) / static_cast<double>(whole));
+// A share of a count as a whole percentage, cut towards zero; 0 when there is nothing to share.
+int percentOf(int part, int whole) {
+    const double share = static_cast<double>(part) / static_cast<double>(whole);
+    return static_cast<int>(Format::truncated(share * 100).value_or(0));
 }
 
 template <typename Contact>
@@ -192,8 +186,8 @@ std::string busiestDay(const WrappedStats::DayCount& day, const Calendar& calend
 std::string replyTime(double seconds, std::optional<double> initiationRate) {
     std::string initiation;
     if (initiationRate) {
-        initiation = "<p class=\"secondary\">And you start <b>" +
-                     std::to_string(truncatedPercent(*initiationRate)) + "%</b> of the conversations.</p>";
+        initiation = "<p class=\"secondary\">And you start <b>" + Format::percent(*initiationRate) +
+                     "%</b> of the conversations.</p>";
     }
     return "<section class=\"slide\">\n  <p class=\"eyebrow\">median reply time</p>\n  <h1 class=\"mega "
            "small-mega accent\">" +
@@ -210,7 +204,7 @@ std::string histogramBars(const std::vector<int>& histogram, std::optional<int> 
     for (std::size_t index = 0; index < histogram.size(); ++index) {
         const int hour = static_cast<int>(index);
         const int count = histogram[index];
-        const int height = std::max(truncatedPercent(count, maxCount), 2);
+        const int height = std::max(percentOf(count, maxCount), 2);
         const bool peak = peakHour == hour;
         bars += "<div class=\"bar" + std::string(peak ? " peak" : "") +
                 "\" style=\"height:" + std::to_string(height) + "%\" title=\"" + hourLabel(hour) + ": " +
@@ -258,9 +252,9 @@ std::string laughAudit(const LaughterProfile& laughter) {
     for (const Laugh& laugh : laughs) {
         rows.push_back("<li><span class=\"laugh-label\">" + escape(laugh.label) +
                        "</span>\n<span class=\"laugh-bar\"><span style=\"width:" +
-                       std::to_string(truncatedPercent(laugh.count, top)) +
+                       std::to_string(percentOf(laugh.count, top)) +
                        "%\"></span></span>\n<span class=\"laugh-pct\">" +
-                       std::to_string(truncatedPercent(laugh.count, total)) + "%</span></li>");
+                       std::to_string(percentOf(laugh.count, total)) + "%</span></li>");
     }
     return "<section class=\"slide\">\n  <p class=\"eyebrow\">official laugh audit</p>\n  <h2>this is "
            "how<br>you "
@@ -291,12 +285,11 @@ std::string clingyCorner(const WrappedStats& stats, const std::map<std::string, 
 std::string medianText(int length, const WrappedStats& stats) {
     std::vector<std::string> parts;
     if (stats.myQuestionRate) {
-        parts.push_back("<b>" + std::to_string(truncatedPercent(*stats.myQuestionRate)) +
+        parts.push_back("<b>" + Format::percent(*stats.myQuestionRate) +
                         "%</b> of your texts ask a question");
     }
     if (stats.myEmojiRate) {
-        parts.push_back("<b>" + std::to_string(truncatedPercent(*stats.myEmojiRate)) +
-                        "%</b> carry an emoji");
+        parts.push_back("<b>" + Format::percent(*stats.myEmojiRate) + "%</b> carry an emoji");
     }
     const std::string detail =
         parts.empty() ? std::string() : "<p class=\"secondary\">" + joined(parts, " \u00B7 ") + "</p>";

@@ -1,5 +1,6 @@
 #include "Persistence/Artifacts.h"
 
+#include "Format/Format.h"
 #include "Foundation/Json.h"
 #include "Foundation/UUID.h"
 
@@ -47,7 +48,11 @@ void to_json(nlohmann::json& out, const CoachMessage& message) {
 
 void from_json(const nlohmann::json& in, CoachMessage& message) {
     json::expectObject(in, "coach message");
-    message.id = json::required<std::string>(in, "id");
+    const std::optional<std::string> id = canonicalUUID(json::required<std::string>(in, "id"));
+    if (!id) {
+        throw json::DecodeError("id: expected a UUID");
+    }
+    message.id = *id;
     const std::string role = json::required<std::string>(in, "role");
     if (role == "user") {
         message.role = CoachMessage::Role::user;
@@ -95,8 +100,8 @@ std::optional<std::string> staleDiveNote(const StoredDive& dive, std::span<const
     if (newer == 0) {
         return std::nullopt;
     }
-    return "From " + calendar.format(dive.generatedAt, "MMM d", locale) + " \u2014 " + std::to_string(newer) +
-           " new message" + (newer == 1 ? "" : "s") + " since.";
+    return "From " + Format::monthDay(dive.generatedAt, calendar, locale) + " \u2014 " +
+           std::to_string(newer) + " new message" + (newer == 1 ? "" : "s") + " since.";
 }
 
 } // namespace dovrel

@@ -211,9 +211,10 @@ void loadGroupsAndWait(AppState& state) {
 }
 
 // The person `--person` names, found as the coach's person picker finds one; says so when there is none.
-std::optional<dovrel::PersonInsights> focusedPerson(const CoachEngine& engine, const QString& name,
+std::optional<dovrel::PersonInsights> focusedPerson(CoachEngine& engine, const QString& name,
                                                     const char* command, std::ostream& err) {
-    if (const dovrel::PersonInsights* found = engine.findPerson(name.toStdString())) {
+    const dovrel::CoachTools::CorpusView view = engine.corpusView();
+    if (const dovrel::PersonInsights* found = view.findPerson(name.toStdString())) {
         return *found;
     }
     err << command << ": no one found named " << name.toStdString() << std::endl;
@@ -243,14 +244,19 @@ int toolCommand(const cli::Invocation& invocation, std::ostream& out, std::ostre
     // The group tools answer "still loading" until the group chats are read; the command waits for them.
     const dovrel::json::Json parsed =
         dovrel::json::parseBounded(inputJSON).value_or(dovrel::json::Json::object());
-    const bool readsGroups = name == QLatin1String("groups") || name == QLatin1String("group_stats") ||
-                             (parsed.contains("group") && !parsed.at("group").is_null());
-    if (readsGroups) {
+    if (dovrel::CoachTools::readsGroups(name.toStdString(),
+                                        parsed.contains("group") && !parsed.at("group").is_null())) {
         loadGroupsAndWait(state);
     }
 
-    const CoachEngine::ToolOutput output =
-        engine.execute(dovrel::Agent::ToolUse{"cli-0", name.toStdString(), inputJSON}, person);
+    QEventLoop loop;
+    CoachEngine::ToolOutput output;
+    engine.runTool(dovrel::Agent::ToolUse{"cli-0", name.toStdString(), inputJSON}, person,
+                   [&](CoachEngine::ToolOutput ran) {
+                       output = std::move(ran);
+                       loop.quit();
+                   });
+    loop.exec();
     out << output.status << "\n" << output.result << std::endl;
     return 0;
 }

@@ -8,8 +8,10 @@
 #include "Coach/AgentTools.h"
 #include "Coach/CoachMemory.h"
 #include "Coach/CoachPrompt.h"
+#include "Format/Format.h"
 #include "Foundation/UUID.h"
 #include "Foundation/Unicode.h"
+#include "Platform/PostTo.h"
 
 #include <QCoreApplication>
 #include <QFuture>
@@ -35,6 +37,13 @@ struct CoachEngine::Turn {
     bool cancelled = false;
     QFuture<std::vector<Block>> relayCall; // cancelled by stop() to abort the request
     std::exception_ptr relayError;         // shown when the program that stands in is not there either
+};
+
+// The tool calls of one model reply, run in order, and their results so far.
+struct CoachEngine::ToolRound {
+    std::vector<Block> blocks; // the reply, which goes back to the model ahead of the results
+    std::vector<dovrel::Agent::ToolUse> uses;
+    std::vector<Block> results;
 };
 
 namespace {
@@ -105,17 +114,9 @@ template <typename T> std::pair<T, std::exception_ptr> outcome(QFuture<T>& futur
     }
 }
 
-// Runs `step` on the GUI thread with the engine, unless the engine is gone by then. Futures finish on any
-// thread, so their continuations never touch the engine themselves.
+// Futures finish on any thread, so their continuations never touch the engine themselves.
 template <typename Step> void onEngine(QPointer<CoachEngine> engine, Step step) {
-    QMetaObject::invokeMethod(
-        QCoreApplication::instance(),
-        [engine, step = std::move(step)]() mutable {
-            if (engine) {
-                step(*engine);
-            }
-        },
-        Qt::QueuedConnection);
+    postTo(std::move(engine), std::move(step));
 }
 
 bool isNote(const CoachMessage& message) {
@@ -165,10 +166,6 @@ std::string replacingAll(std::string text, const std::string& from, const std::s
     return text;
 }
 
-std::string truncatedNumber(double value) {
-    return std::to_string(static_cast<long long>(std::trunc(std::clamp(value, -1e15, 1e15))));
-}
-
 } // namespace
 
 CoachEngine::CoachEngine(QObject* parent)
@@ -180,7 +177,11 @@ CoachEngine::CoachEngine(QObject* parent)
 CoachEngine::~CoachEngine() {
     if (turn_) {
         turn_->cancelled = true;
-        turn_->relayCall.cancel();
+        // Only a call in flight is cancelled: the watcher that aborts its request is gone with a finished
+        // one.
+        if (!turn_->relayCall.isFinished()) {
+            turn_->relayCall.cancel();
+        }
     }
 }
 
@@ -416,23 +417,12 @@ void CoachEngine::continueTurn(const std::shared_ptr<Turn>& turn, std::vector<Bl
     }
 
     if (!uses.empty() && turn->round != lastRound) {
-        std::vector<Block> results;
+        auto round = std::make_shared<ToolRound>();
         for (const dovrel::Agent::ToolUse* use : uses) {
-            ToolOutput output = execute(*use, turn->person);
-            turn->sources.push_back(output.status);
-            setToolStatus(output.status);
-            emit toolRan(QString::fromStdString(output.status));
-            results.push_back(Block::toolResult(use->id, std::move(output.result)));
-            if (!isCurrent(turn)) {
-                return; // stopped by someone who watched the tool run
-            }
+            round->uses.push_back(*use);
         }
-        // The model's text ahead of its calls was a preamble; the answer comes after the results.
-        flushStream(true);
-        turn->messages.push_back(ChatMessage{ChatMessage::Role::assistant, std::move(blocks)});
-        turn->messages.push_back(ChatMessage{ChatMessage::Role::user, std::move(results)});
-        ++turn->round;
-        callProvider(turn);
+        round->blocks = std::move(blocks);
+        runRoundTools(turn, round);
         return;
     }
 
@@ -462,6 +452,33 @@ void CoachEngine::continueTurn(const std::shared_ptr<Turn>& turn, std::vector<Bl
     updateMemory(turn->key);
 }
 
+// The round's tools run one at a time, each on a worker; the results go to the model in the order of the
+// calls once the last is back.
+void CoachEngine::runRoundTools(const std::shared_ptr<Turn>& turn, const std::shared_ptr<ToolRound>& round) {
+    if (round->results.size() == round->uses.size()) {
+        // The model's text ahead of its calls was a preamble; the answer comes after the results.
+        flushStream(true);
+        turn->messages.push_back(ChatMessage{ChatMessage::Role::assistant, std::move(round->blocks)});
+        turn->messages.push_back(ChatMessage{ChatMessage::Role::user, std::move(round->results)});
+        ++turn->round;
+        callProvider(turn);
+        return;
+    }
+    const dovrel::Agent::ToolUse& use = round->uses[round->results.size()];
+    runTool(use, turn->person, [this, turn, round, id = use.id](ToolOutput output) {
+        if (!isCurrent(turn) || stateLost(turn)) {
+            return;
+        }
+        turn->sources.push_back(output.status);
+        setToolStatus(output.status);
+        emit toolRan(QString::fromStdString(output.status));
+        round->results.push_back(Block::toolResult(id, std::move(output.result)));
+        if (isCurrent(turn)) { // else stopped by someone who watched the tool run
+            runRoundTools(turn, round);
+        }
+    });
+}
+
 void CoachEngine::failTurn(std::exception_ptr error) {
     turn_.reset();
     if (isDailyCap(error)) {
@@ -477,7 +494,11 @@ void CoachEngine::failTurn(std::exception_ptr error) {
 void CoachEngine::stop() {
     if (turn_) {
         turn_->cancelled = true;
-        turn_->relayCall.cancel();
+        // Only a call in flight is cancelled: the watcher that aborts its request is gone with a finished
+        // one.
+        if (!turn_->relayCall.isFinished()) {
+            turn_->relayCall.cancel();
+        }
         turn_.reset();
     }
     drainTimer_.stop();
@@ -664,11 +685,11 @@ void CoachEngine::tweak(const std::string& draft, const std::string& style, cons
     std::vector<std::string> facts;
     if (person) {
         if (person->report.myAverageLength) {
-            facts.push_back("my average message is " + truncatedNumber(*person->report.myAverageLength) +
-                            " characters");
+            facts.push_back("my average message is " +
+                            dovrel::Format::whole(*person->report.myAverageLength) + " characters");
         }
         if (person->report.myEmojiRate) {
-            facts.push_back(truncatedNumber(*person->report.myEmojiRate * 100.0) +
+            facts.push_back(dovrel::Format::whole(*person->report.myEmojiRate * 100.0) +
                             "% of my messages use emoji");
         }
     }

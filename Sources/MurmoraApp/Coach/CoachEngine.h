@@ -3,7 +3,7 @@
 // moc of Qt 6.4 cannot parse the C++20 standard headers the core pulls in; it needs none of them.
 #ifndef Q_MOC_RUN
 #include "Coach/Agent.h"
-#include "Coach/CorpusTools.h"
+#include "Coach/CoachTools.h"
 #include "Measurement/PersonInsights.h"
 #include "Measurement/Trends.h"
 #include "MessageSources/GroupRecords.h"
@@ -19,6 +19,8 @@
 #include <QtQml/qqmlregistration.h>
 #include <cstdint>
 #include <exception>
+#include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <string>
@@ -32,8 +34,9 @@ namespace murmora {
 //
 // A turn asks the model (the relay, else the `claude` program), runs the tools it calls, and repeats until it
 // answers, at most eight calls in all. Only text messages reach the stored transcript: tool calls, their
-// results and the model's thinking live in the turn alone. Every tool call runs synchronously over `AppState`
-// and never fails: each problem is a result text for the model.
+// results and the model's thinking live in the turn alone. Tool calls run one after another on a worker
+// thread over a read-only view of the state, and the turn goes on when each result is back; a tool never
+// fails: each problem is a result text for the model.
 //
 // All work is posted back to the GUI thread and holds the engine weakly: an engine destroyed mid-turn ends it
 // without a trace.
@@ -68,9 +71,6 @@ public:
         bool operator==(const ToolOutput&) const = default;
     };
 
-    // Tool results cut their limit to this many items.
-    static constexpr std::int64_t maxLimit = 60;
-
     // Each turn sends at most this many of the latest messages.
     static constexpr std::size_t historyTurns = 16;
     // Rounds 0 to 7: the last call's tool calls are never run.
@@ -82,12 +82,7 @@ public:
     ~CoachEngine() override;
 
     AppState* state() const { return state_.data(); }
-    void setState(AppState* state) {
-        if (state_ != state) {
-            state_ = state;
-            emit stateChanged();
-        }
-    }
+    void setState(AppState* state);
 
     bool thinking() const { return thinking_; }
     const std::string& streamText() const { return streamText_; }
@@ -118,23 +113,12 @@ public:
     Q_INVOKABLE void tweak(const QString& draft, const QString& style, const QString& messageID,
                            const QString& key, const QString& handle);
 
-    // Runs one tool call of the model. `person` is the person the chat is focused on, if any.
-    ToolOutput execute(const dovrel::Agent::ToolUse& use,
-                       const std::optional<dovrel::PersonInsights>& person);
-
-    // The system prompt of a turn, built from scratch from the state: the person prompt when `person` has a
-    // thread, else the general prompt. Absent when the state is gone, or there are no statistics yet for the
-    // general prompt.
-    std::optional<std::string> buildSystem(const std::optional<dovrel::PersonInsights>& person) const;
-
-    // The threads a search runs over: the one of the person `name` finds, else all of them.
-    std::vector<const dovrel::ContactThread*> threadsFor(const std::optional<std::string>& name) const;
-    // The first person, most messages first, whose name holds `name` ignoring case. The pointer is into the
-    // state and stays valid until the state's people change.
-    const dovrel::PersonInsights* findPerson(const std::optional<std::string>& name) const;
-    // The first group whose title holds `name` ignoring case, else the first with such a member. Into the
-    // state, like findPerson.
-    const dovrel::GroupThread* findGroup(const std::optional<std::string>& name) const;
+    // Runs one tool call of the model as a turn runs it: over a view of the state, on a worker thread. `done`
+    // gets the output on the GUI thread, unless the engine is gone by then. `person` is the chat's focus.
+    void runTool(const dovrel::Agent::ToolUse& use, const std::optional<dovrel::PersonInsights>& person,
+                 std::function<void(ToolOutput)> done);
+    // What the tools read, as the state holds it now; the person picker's search runs over it too.
+    dovrel::CoachTools::CorpusView corpusView();
 
 signals:
     void stateChanged();
@@ -150,6 +134,7 @@ signals:
 
 private:
     struct Turn;
+    struct ToolRound;
     // What a provider call gave: the blocks, or the failure.
     struct Reply {
         std::vector<dovrel::Agent::Block> blocks;
@@ -164,6 +149,7 @@ private:
     void relayAnswered(const std::shared_ptr<Turn>& turn, Reply reply);
     void claudeAnswered(const std::shared_ptr<Turn>& turn, Reply reply);
     void continueTurn(const std::shared_ptr<Turn>& turn, std::vector<dovrel::Agent::Block> blocks);
+    void runRoundTools(const std::shared_ptr<Turn>& turn, const std::shared_ptr<ToolRound>& round);
     void failTurn(std::exception_ptr error);
     bool isCurrent(const std::shared_ptr<Turn>& turn) const;
     // Ends the turn when the state it began over is gone or replaced.
@@ -213,19 +199,14 @@ private:
     QVariant qmlErrorText() const { return qmlText(errorText_); }
     QVariant qmlTweakingDraft() const { return qmlText(tweakingDraft_); }
 
-    // Whether group chats are there; the first ask starts their load.
-    bool groupsReady() const;
-    ToolOutput groupMiss(const std::optional<std::string>& name) const;
-    std::string groupName(const dovrel::GroupThread& group) const;
-    std::string format(const std::vector<dovrel::CorpusTools::Hit>& hits, const std::string& empty) const;
-    std::string formatGroup(const std::vector<dovrel::GroupMessage>& messages,
-                            const std::string& empty) const;
-    std::string statsLines(const dovrel::PersonInsights& insights) const;
-    std::string overviewLines() const;
-    std::string groupStatsLines(const dovrel::GroupThread& group) const;
-    std::vector<dovrel::Trends::MonthPoint> trendPoints(const std::string& handle,
-                                                        const dovrel::ContactThread& thread,
-                                                        const dovrel::Calendar& calendar) const;
+    // The system prompt of a turn, built from scratch from the state: the person prompt when `person` has a
+    // thread, else the general prompt. Absent when the state is gone, or there are no statistics yet for the
+    // general prompt.
+    std::optional<std::string> buildSystem(const std::optional<dovrel::PersonInsights>& person) const;
+    // Where the group chats are for a call that reads them; the first such call starts their load.
+    dovrel::CoachTools::GroupStatus groupStatus(bool needed);
+    // Drops the view's copies of what the state changed.
+    void forgetView();
 
     QPointer<AppState> state_;
     bool thinking_ = false;
@@ -235,6 +216,13 @@ private:
     bool capHit_ = false;
     std::optional<std::string> tweakingDraft_;
     int backgroundWork_ = 0;
+
+    // The parts of the tools' view, copied from the state when first needed and kept until it changes.
+    dovrel::CoachTools::CorpusView view_;
+    bool viewCurrent_ = false;
+    int viewGeneration_ = 0;
+    std::map<std::string, dovrel::GroupStats> groupStats_; // by guid, computed by the tools
+    bool groupLoadAsked_ = false; // this engine started a group load; when it ends empty, it stays so
 
     std::shared_ptr<Turn> turn_; // the running turn
     std::string pendingStream_;  // streamed text not shown yet

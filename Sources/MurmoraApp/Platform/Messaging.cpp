@@ -1,14 +1,14 @@
 #include "Platform/Messaging.h"
 
+#include "Format/Fmt.h"
+#include "Format/Format.h"
 #include "Measurement/PersonInsights.h"
 #include "Output/WrappedHTML.h"
 #include "Platform/BuildSettings.h"
 
 #include <QClipboard>
-#include <QDateTime>
 #include <QDesktopServices>
 #include <QGuiApplication>
-#include <QLocale>
 
 #if defined(Q_OS_MACOS)
 #include "Platform/ShareService.h"
@@ -56,9 +56,8 @@ QString duoMessage(const QString& name, const dovrel::PersonInsights& person, co
                    std::optional<int> rank) {
     Q_UNUSED(name);
     const dovrel::ContactReport& report = person.report;
-    const QDateTime first =
-        QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(report.firstMessage.unixTime() * 1000.0));
-    const QString since = QLocale().toString(first, QStringLiteral("MMM yyyy"));
+    const QString since = QString::fromStdString(
+        dovrel::Format::monthYear(report.firstMessage, dovrel::Calendar::current(), Fmt::userLocale()));
     const std::int64_t count = static_cast<std::int64_t>(report.sentCount) + report.receivedCount;
 
     QStringList sentences;

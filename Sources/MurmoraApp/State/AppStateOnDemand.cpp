@@ -4,6 +4,7 @@
 #include "Foundation/Json.h"
 #include "MessageSources/DatabaseCopier.h"
 #include "MessageSources/MessageStore.h"
+#include "Platform/PostTo.h"
 #include "State/AppState.h"
 
 #include <QFile>
@@ -22,18 +23,6 @@ QVariant jsonVariant(const nlohmann::json& value) {
     const QVariantList wrapped =
         QJsonDocument::fromJson(QByteArray::fromStdString(text)).toVariant().toList();
     return wrapped.isEmpty() ? QVariant() : wrapped.first();
-}
-
-// Runs `step` on the GUI thread if the state still exists by then.
-template <typename Step> void postTo(const QPointer<AppState>& self, Step step) {
-    QMetaObject::invokeMethod(
-        self.data(),
-        [self, step = std::move(step)]() mutable {
-            if (self) {
-                step(*self);
-            }
-        },
-        Qt::QueuedConnection);
 }
 
 } // namespace

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <QDateTime>
+#include <QObject>
+#include <QString>
+#include <QtQml/qqmlregistration.h>
+#include <string>
+
+namespace murmora {
+
+// The shared formatters for QML: counts, reply speeds, clock times, ages and dates read on every screen
+// exactly as on the recap page and in the coach's tools. A value with no printable form gives a dash.
+class Fmt : public QObject {
+    Q_OBJECT
+    QML_ELEMENT
+    QML_SINGLETON
+
+public:
+    explicit Fmt(QObject* parent = nullptr)
+        : QObject(parent) {}
+
+    // The user's locale in ICU's form; a process without one ("C") reads as American English.
+    static std::string userLocale();
+
+    Q_INVOKABLE static QString thousands(qint64 n);
+    Q_INVOKABLE static QString replySpeed(double seconds);
+    Q_INVOKABLE static QString clockTime(int minuteOfDay);
+    Q_INVOKABLE static QString hourLabel(int hour);
+    Q_INVOKABLE static QString percent(double fraction);
+    Q_INVOKABLE static QString whole(double value);
+    Q_INVOKABLE static QString ratioChip(double ratio, const QString& fasterWord, const QString& slowerWord,
+                                         const QString& unit);
+    Q_INVOKABLE static QString waitingLabel(double hours);
+    // The age of `date` now; an invalid date gives a dash.
+    Q_INVOKABLE static QString shortAgo(const QDateTime& date);
+    Q_INVOKABLE static QString oneLine(const QString& text, int characters);
+    // In the user's locale and time zone.
+    Q_INVOKABLE static QString monthDay(const QDateTime& date);
+    Q_INVOKABLE static QString monthYear(const QDateTime& date);
+};
+
+} // namespace murmora
