@@ -59,43 +59,6 @@ std::vector<MemoryEntry> joined(std::initializer_list<std::vector<MemoryEntry>> 
 
 } // namespace
 
-TEST(CoachMemoryTest, ListingAndPromptsCarryTheirExactText) {
-    EXPECT_EQ(CoachMemory::numbered({}), "(none yet)");
-    const std::vector<MemoryEntry> entries = {
-        entry(Kind::fact, "Maya is my sister", true), entry(Kind::goal, "Reply faster"),
-        entry(Kind::commitment, "Call Maya on Sunday", true), entry(Kind::session, "We talked about Maya.")};
-    EXPECT_EQ(CoachMemory::numbered(entries), "1. [fact] Maya is my sister\n"
-                                              "2. [goal] [open] Reply faster\n"
-                                              "3. [commitment] [done] Call Maya on Sunday\n"
-                                              "4. [session] We talked about Maya.");
-
-    EXPECT_EQ(
-        CoachMemory::extractionPrompt({}, "[Me] hi\n[Coach] hello"),
-        "You maintain a texting coach's memory about one user. Current entries:\n"
-        "(none yet)\n"
-        "\n"
-        "Latest exchange in this coaching session:\n"
-        "[Me] hi\n"
-        "[Coach] hello\n"
-        "\n"
-        "Emit ONLY a JSON object of memory operations — no prose:\n"
-        "{\"ops\":[\n"
-        "  {\"op\":\"add\",\"kind\":\"fact|goal|commitment\",\"text\":\"...\"},\n"
-        "  {\"op\":\"resolve\",\"ref\":3},\n"
-        "  {\"op\":\"remove\",\"ref\":5}\n"
-        "]}\n"
-        "Rules: \"fact\" = durable relationship/person facts. \"goal\" = what the user wants to change. "
-        "\"commitment\" = a specific action the user said they'd take. \"resolve\" marks a "
-        "goal/commitment done (ref = entry number). \"remove\" deletes wrong or obsolete entries. Add "
-        "only what matters next session — usually 0-2 ops. No duplicates of existing entries. "
-        "{\"ops\":[]} if nothing qualifies.");
-
-    EXPECT_EQ(
-        CoachMemory::sessionSummaryPrompt("[Me] a\n[Coach] b"),
-        "Summarize this coaching session in ONE sentence (max 25 words) capturing what we worked on and "
-        "where it landed — the note a coach would keep. Reply with only the sentence.\n\n[Me] a\n[Coach] b");
-}
-
 TEST(CoachMemoryTest, ParseOpsReadsFromTheFirstOpenToTheLastCloseBrace) {
     const auto ops = CoachMemory::parseOps(
         "Sure! ```json\n{\"ops\":[{\"op\":\"add\",\"kind\":\"fact\",\"text\":\"Has a dog "

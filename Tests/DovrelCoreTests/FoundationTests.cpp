@@ -99,6 +99,14 @@ TEST(UnicodeTest, Utf8ValidationAndRepair) {
     EXPECT_FALSE(unicode::isValidUTF8(std::string_view("\xED\xA0\x80")));     // surrogate
     EXPECT_FALSE(unicode::isValidUTF8(std::string_view("\xF4\x90\x80\x80"))); // above U+10FFFF
     EXPECT_FALSE(unicode::isValidUTF8(std::string_view("\xF0\x9F\x98")));     // cut short
+    // The first and last code point of each length, and the overlong or out-of-range forms just beside them.
+    for (const char* valid :
+         {"\xC2\x80", "\xDF\xBF", "\xE0\xA0\x80", "\xEF\xBF\xBF", "\xF0\x90\x80\x80", "\xF4\x8F\xBF\xBF"}) {
+        EXPECT_TRUE(unicode::isValidUTF8(std::string_view(valid))) << valid;
+    }
+    for (const char* invalid : {"\xC1\xBF", "\xE0\x9F\xBF", "\xF0\x8F\xBF\xBF", "\xF5\x80\x80\x80"}) {
+        EXPECT_FALSE(unicode::isValidUTF8(std::string_view(invalid))) << invalid;
+    }
     const std::string bad = "a\xF0\x9F\x98z\xFF";
     EXPECT_EQ(unicode::repairUTF8(std::span(reinterpret_cast<const std::uint8_t*>(bad.data()), bad.size())),
               "a\uFFFDz\uFFFD");

@@ -210,3 +210,21 @@ TEST(WrappedStatsTest, SharedMeasuresGiveTheSameRecords) {
     EXPECT_THROW(WrappedStats::compute(std::span(&scoped, 1), year, newYork), std::invalid_argument);
     EXPECT_THROW(ReportBuilder::contactReport(scoped), std::invalid_argument);
 }
+
+TEST(WrappedStatsTest, TopEmojisKeepTheTenMostUsed) {
+    // Twelve emojis, the first used twelve times, the last once.
+    std::vector<RawMessage> messages;
+    std::vector<TextStyle::EmojiCount> expected;
+    for (int i = 0; i < 12; ++i) {
+        const std::string emoji = "\xF0\x9F\x98" + std::string(1, static_cast<char>(0x80 + i));
+        for (int n = 0; n < 12 - i; ++n) {
+            messages.push_back(
+                mine(ny(5, 1).seconds + 60.0 * static_cast<double>(messages.size()), "ok " + emoji));
+        }
+        if (i < 10) {
+            expected.push_back({emoji, 12 - i});
+        }
+    }
+    const std::vector<ContactThread> threads = {thread("a", messages)};
+    EXPECT_EQ(WrappedStats::compute(threads, year, newYork).myTopEmojis, expected);
+}
