@@ -1,6 +1,5 @@
 // What the state computes only when something asks: group chats and their statistics, proactive insights,
 // trends per person, and whether an AI provider is there.
-#include "AI/AI.h"
 #include "Foundation/Json.h"
 #include "MessageSources/DatabaseCopier.h"
 #include "MessageSources/MessageStore.h"
@@ -37,13 +36,6 @@ template <typename Step> void postTo(const QPointer<AppState>& self, Step step) 
 }
 
 } // namespace
-
-bool AppState::aiAvailable() {
-    if (!aiAvailable_) {
-        aiAvailable_ = AI::available();
-    }
-    return *aiAvailable_;
-}
 
 const dovrel::GroupStats& AppState::stats(const dovrel::GroupThread& group) {
     if (const auto found = groupStatsCache_.find(group.guid); found != groupStatsCache_.end()) {
