@@ -109,7 +109,8 @@ QFuture<T> withFallback(std::function<QFuture<T>()> first, std::function<QFuture
     });
 
     // A stop cancels the outer future, and with it the call running then. A cancelled call reports nothing
-    // more, so the chain ends here. (A failure reports itself as cancelled too; by then the chain is settled.)
+    // more, so the chain ends here. (A failure reports itself as cancelled too; by then the chain is
+    // settled.)
     auto* watcher = new QFutureWatcher<T>;
     QObject::connect(watcher, &QFutureWatcherBase::canceled, watcher, [chain, running] {
         if (chain->claim()) {
