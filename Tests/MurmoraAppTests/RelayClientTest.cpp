@@ -139,11 +139,9 @@ void RelayClientTest::requestsCarryTheBodyAndHeaders() {
              QStringLiteral("You are The Night Owl."));
     QCOMPARE(await(relay_.chat({system, messages, tools, 16000, 0}, {})),
              std::vector<Block>{Block::text("Hi")});
-    QCOMPARE(await(relay_.chat({system, messages, tools, 16000, 0}, {})),
-             std::vector<Block>{Block::text("Hi")});
 
     const QList<LocalHttpServer::Request> requests = server_->requests();
-    QCOMPARE(requests.size(), 3);
+    QCOMPARE(requests.size(), 2);
     const QByteArray device = RelayConfig::deviceID().toUtf8();
     QVERIFY(!device.isEmpty());
     for (const LocalHttpServer::Request& request : requests) {
@@ -158,7 +156,6 @@ void RelayClientTest::requestsCarryTheBodyAndHeaders() {
                  (Json{{"prompt", "Name my archetype \u2014 \"please\""}, {"max_tokens", 300}}));
 
     QCOMPARE(requests[1].path, QByteArray("/v1/chat"));
-    QCOMPARE(requests[2].body, requests[1].body);
     Json body = Json::parse(requests[1].body.toStdString());
     std::set<std::string> keys;
     for (const auto& [key, value] : body.items()) {
