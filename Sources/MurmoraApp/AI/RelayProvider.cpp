@@ -67,14 +67,17 @@ QString oneShotAnswer(QNetworkReply& reply) {
     return QString::fromStdString(answer.at("text").get<std::string>());
 }
 
-// Bytes of an unfinished line at the end of `chunk`, given `pending` before it. Lines end at "\n" or "\r".
+// The length of the line still open after `chunk`, given `pending` before it; a line that grows beyond the
+// limit throws. Lines end at "\n" or "\r".
 std::size_t pendingAfter(std::size_t pending, const QByteArray& chunk) {
-    for (qsizetype i = chunk.size() - 1; i >= 0; --i) {
-        if (chunk[i] == '\n' || chunk[i] == '\r') {
-            return static_cast<std::size_t>(chunk.size() - 1 - i);
+    for (const char byte : chunk) {
+        if (byte == '\n' || byte == '\r') {
+            pending = 0;
+        } else if (++pending > RelayProvider::maxLineBytes) {
+            throw RelayStreamError(RelayStreamError::Case::tooLarge);
         }
     }
-    return pending + static_cast<std::size_t>(chunk.size());
+    return pending;
 }
 
 // What a 200 that ended in a transport error stands for.
@@ -92,6 +95,13 @@ struct ChatCall {
     std::size_t pendingLine = 0; // bytes of the line not ended yet
     bool settled = false;        // the promise has its outcome; nothing more is read or reported
 };
+
+// Hands bytes of the body to the collector. A relay that never ends a line would otherwise grow the
+// collector's buffer without bound.
+void feed(ChatCall& call, const QByteArray& chunk) {
+    call.pendingLine = pendingAfter(call.pendingLine, chunk);
+    call.collector->feed(std::string_view(chunk.constData(), static_cast<std::size_t>(chunk.size())));
+}
 
 } // namespace
 
@@ -128,6 +138,10 @@ QFuture<QString> RelayProvider::run(const QString& prompt, int maxTokens) {
                 return;
             }
             try {
+                // The whole body may arrive at once, after the last look of the check above.
+                if (static_cast<std::size_t>(reply->bytesAvailable()) > maxAnswerBytes) {
+                    throw RelayStreamError(RelayStreamError::Case::tooLarge);
+                }
                 promise->addResult(oneShotAnswer(*reply));
                 promise->finish();
             } catch (...) {
@@ -209,16 +223,8 @@ QFuture<std::vector<Block>> RelayProvider::chat(const ChatRound& round, DeltaHan
         if (!statusAccepted()) {
             return;
         }
-        const QByteArray chunk = reply->readAll();
-        // A relay that never ends a line would otherwise grow the collector's buffer without bound.
-        call->pendingLine = pendingAfter(call->pendingLine, chunk);
-        if (call->pendingLine > maxLineBytes) {
-            settleWith(std::make_exception_ptr(RelayStreamError(RelayStreamError::Case::tooLarge)));
-            return;
-        }
         try {
-            call->collector->feed(
-                std::string_view(chunk.constData(), static_cast<std::size_t>(chunk.size())));
+            feed(*call, reply->readAll());
         } catch (...) {
             settleWith(std::current_exception());
         }
@@ -243,8 +249,7 @@ QFuture<std::vector<Block>> RelayProvider::chat(const ChatRound& round, DeltaHan
             if (reply->error() != QNetworkReply::NoError) {
                 throw brokenStream(*reply);
             }
-            const QByteArray rest = reply->readAll();
-            call->collector->feed(std::string_view(rest.constData(), static_cast<std::size_t>(rest.size())));
+            feed(*call, reply->readAll());
             call->promise.addResult(call->collector->finish());
             call->promise.finish();
         } catch (...) {
