@@ -1,13 +1,14 @@
-// Whole coach turns over a demo home, against a real relay on 127.0.0.1 and real `claude` programs.
+// Whole coach turns over a demo home: the engine's logic with a scripted model, the two real routes against a
+// relay on 127.0.0.1 and a real `claude` program.
 // moc of Qt 6.4 cannot parse the C++20 standard headers behind the core; the test class needs none of them.
 #ifndef Q_MOC_RUN
 #include "AI/AIError.h"
 #include "Coach/AgentTools.h"
 #include "Coach/CoachEngine.h"
-#include "CompareJson.h"
 #include "LocalHttpServer.h"
 #include "RelayEvents.h"
 #include "ScriptedClaude.h"
+#include "ScriptedProvider.h"
 #include "State/AppState.h"
 #include "State/Store.h"
 #include "TestHome.h"
@@ -51,26 +52,6 @@ Response toolRound(const QByteArray& text, const QList<QList<QByteArray>>& uses,
     return Response::events(chunks, delayMs);
 }
 
-Json body(const LocalHttpServer::Request& request) {
-    return Json::parse(request.body.toStdString());
-}
-
-int countTo(const LocalHttpServer& server, const QByteArray& path);
-
-QList<LocalHttpServer::Request> requestsTo(const LocalHttpServer& server, const QByteArray& path) {
-    QList<LocalHttpServer::Request> found;
-    for (const LocalHttpServer::Request& request : server.requests()) {
-        if (request.path == path) {
-            found.append(request);
-        }
-    }
-    return found;
-}
-
-int countTo(const LocalHttpServer& server, const QByteArray& path) {
-    return static_cast<int>(requestsTo(server, path).size());
-}
-
 CoachMessage message(CoachMessage::Role role, const std::string& text, dovrel::Date date) {
     return CoachMessage::make(role, text, date);
 }
@@ -89,12 +70,6 @@ private slots:
         QStandardPaths::setTestModeEnabled(true);
         home_ = std::make_unique<TestHome>();
         home_->generate(5, 2500);
-        originalPath_ = qgetenv("PATH");
-        qputenv("PATH", "/usr/bin:/bin");
-        if (QFileInfo::exists(QStringLiteral("/usr/local/bin/claude")) ||
-            QFileInfo::exists(QStringLiteral("/opt/homebrew/bin/claude"))) {
-            QSKIP("a claude program is installed system-wide on this machine");
-        }
         state_ = std::make_unique<AppState>(nullptr);
         state_->setEnvironment(home_->environment());
         state_->setRevealPause(std::chrono::milliseconds(0));
@@ -107,10 +82,7 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(!state_->proactive().empty(), 10000);
     }
 
-    void cleanupTestCase() {
-        state_.reset();
-        qputenv("PATH", originalPath_);
-    }
+    void cleanupTestCase() { state_.reset(); }
 
     void init() {
         server_ = std::make_unique<LocalHttpServer>();
@@ -138,19 +110,16 @@ private slots:
     // A round that streams a preamble and calls two tools, then a round that answers. The preamble shows
     // while it streams and is never stored; both tools run, and their results go back in one user message
     // after the assistant's blocks, unchanged. The first exchange of a session updates the memory.
-    void relayTurnWithTwoToolsInOneRound() {
-        const QByteArray search = R"({"terms":"dinner|drinks","limit":5})";
-        const QByteArray count = R"({"terms":"haha"})";
-        server_->enqueue("/v1/chat",
-                         toolRound("Let me look through your texts first.",
-                                   {{"toolu_1", "search", search}, {"toolu_2", "count", count}}, 150));
-        server_->enqueue("/v1/chat", textStream({"You text ", "about dinner ", "a lot."}, 50));
-        server_->setResponse("/v1/ai",
-                             Response::json(Json{{"text", memoryOps.toStdString()}}.dump().c_str()));
+    void turnWithTwoToolsInOneRound() {
+        useScripted();
+        const ToolUse search{"toolu_1", "search", R"({"terms":"dinner|drinks","limit":5})"};
+        const ToolUse count{"toolu_2", "count", R"({"terms":"haha"})"};
+        const std::vector<Block> roundOne{Block::text("Let me look."), Block::toolUse(search),
+                                          Block::toolUse(count)};
+        ai_->answer(roundOne, {"Let me look."});
+        ai_->answer({Block::text("You text about dinner a lot.")});
+        ai_->answer(QString::fromUtf8(memoryOps));
 
-        QStringList shown;
-        connect(engine_.get(), &CoachEngine::streamTextChanged, this,
-                [&] { shown.append(QString::fromStdString(engine_->streamText())); });
         QSignalSpy ran(engine_.get(), &CoachEngine::toolRan);
         engine_->send("What do I talk about?", std::nullopt);
         QVERIFY(engine_->thinking());
@@ -159,57 +128,41 @@ private slots:
         QVERIFY(!engine_->errorText());
         QVERIFY(!engine_->toolStatus());
         QCOMPARE(engine_->streamText(), std::string());
-        const QString preamble = QStringLiteral("Let me look through your texts first.");
-        QVERIFY2(
-            std::any_of(shown.begin(), shown.end(),
-                        [&](const QString& text) { return !text.isEmpty() && preamble.startsWith(text); }),
-            qPrintable(shown.join(QStringLiteral(" | "))));
-
-        const CoachEngine::ToolOutput searched = ranTool(ToolUse{"x", "search", search.toStdString()});
-        const CoachEngine::ToolOutput counted = ranTool(ToolUse{"y", "count", count.toStdString()});
+        const CoachEngine::ToolOutput searched = ranTool(search);
+        const CoachEngine::ToolOutput counted = ranTool(count);
         QCOMPARE(ran.count(), qsizetype{2});
         const std::vector<CoachMessage>& stored = state_->coachTranscripts().at("");
         QCOMPARE(stored.size(), std::size_t{2});
-        QCOMPARE(stored[0].text, std::string("What do I talk about?"));
         QCOMPARE(stored[1].role, CoachMessage::Role::coach);
         QCOMPARE(stored[1].text, std::string("You text about dinner a lot."));
         QCOMPARE(stored[1].sources, std::optional(std::vector<std::string>{searched.status, counted.status}));
 
-        const QList<LocalHttpServer::Request> chats = requestsTo(*server_, "/v1/chat");
-        QCOMPARE(chats.size(), 2);
-        const Json first = body(chats[0]);
-        const std::string system = first.at("system").at(0).at("text").get<std::string>();
+        QCOMPARE(ai_->calls.size(), 3);
+        const ChatRound& first = *ai_->calls[0].round;
         // The general prompt, from the state's statistics.
         const std::string overall =
             "My overall stats (last year): " + std::to_string(state_->stats()->totalMessages) +
             " messages, " + std::to_string(state_->stats()->peopleCount) + " people";
-        QVERIFY2(system.find(overall) != std::string::npos, system.c_str());
-        QCOMPARE(first.at("max_tokens").get<int>(), 16000);
-        QCOMPARE(first.at("tools").size(), std::size_t{11});
+        QVERIFY2(first.system.find(overall) != std::string::npos, first.system.c_str());
+        QCOMPARE(first.maxTokens, 16000);
+        QCOMPARE(first.tools.size(), std::size_t{11});
         const std::vector<ChatMessage> asked{ChatMessage::user("What do I talk about?")};
-        COMPARE_JSON(first.at("messages"), dovrel::Agent::encode(asked));
+        QCOMPARE(first.messages, asked);
         const std::vector<ChatMessage> roundTwo{
             asked[0],
-            {ChatMessage::Role::assistant,
-             {Block::text("Let me look through your texts first."),
-              Block::toolUse(ToolUse{"toolu_1", "search", search.toStdString()}),
-              Block::toolUse(ToolUse{"toolu_2", "count", count.toStdString()})}},
+            {ChatMessage::Role::assistant, roundOne},
             {ChatMessage::Role::user,
              {Block::toolResult("toolu_1", searched.result), Block::toolResult("toolu_2", counted.result)}}};
-        COMPARE_JSON(body(chats[1]).at("messages"), dovrel::Agent::encode(roundTwo));
+        QCOMPARE(ai_->calls[1].round->messages, roundTwo);
+        QCOMPARE(ai_->calls[1].round->round, 1);
 
-        // The memory update asked the relay with this exchange, and its operation is stored.
-        const QList<LocalHttpServer::Request> asks = requestsTo(*server_, "/v1/ai");
-        QCOMPARE(asks.size(), 1);
-        const std::string prompt = body(asks[0]).at("prompt");
-        QVERIFY(prompt.find("[Me] What do I talk about?\n[Coach] You text about dinner a lot.") !=
-                std::string::npos);
-        QCOMPARE(body(asks[0]).at("max_tokens").get<int>(), 300);
+        // The memory update asked with this exchange, and its operation is stored and saved.
+        QVERIFY(ai_->calls[2].prompt.contains(
+            QStringLiteral("[Me] What do I talk about?\n[Coach] You text about dinner a lot.")));
+        QCOMPARE(ai_->calls[2].maxTokens, 300);
         const std::vector<dovrel::MemoryEntry>& memory = state_->coachMemory().at("");
         QCOMPARE(memory.size(), std::size_t{1});
         QCOMPARE(memory[0].text, std::string("Reply to Sam within a day"));
-
-        // What the next start of the app reads back.
         const std::optional<dovrel::Artifacts> saved = Store().readArtifacts();
         QVERIFY(saved && saved->memory);
         QCOMPARE(saved->transcripts.at(""), stored);
@@ -219,10 +172,14 @@ private slots:
     // A model that only ever calls tools gets eight calls; the last round's calls are never run and the
     // answer is the mark for nothing said.
     void roundSevenEndsTheTurn() {
-        server_->setResponse("/v1/chat", toolRound({}, {{"toolu_n", "overview", "{}"}}));
+        useScripted();
+        for (int i = 0; i < 8; ++i) {
+            ai_->answer({Block::toolUse(ToolUse{"toolu_n", "overview", "{}"})});
+        }
+        ai_->answer(QStringLiteral("{\"ops\":[]}"));
         engine_->send("Tell me everything", std::nullopt);
         waitForTurn();
-        QCOMPARE(countTo(*server_, "/v1/chat"), 8);
+        QCOMPARE(ai_->calls.size(), 9); // and the memory update
         const CoachMessage& answer = state_->coachTranscripts().at("").back();
         QCOMPARE(answer.text, std::string("\u2026"));
         QVERIFY(answer.sources);
@@ -261,114 +218,87 @@ private slots:
                     .contains(QStringLiteral("[Coach] You laugh in most of your chats.")));
     }
 
-    // Relay failures: any but the daily cap hands the turn to the program (with the tool instructions added
-    // to a system prompt that lacked them); the cap is final; without a program the failure is shown.
-    void relayFailuresAndTheFallBack() {
-        installClaude();
-        writeClaude("turn.reply", "From the program.");
-        server_->setResponse("/v1/chat", Response::json(R"({"error":"boom"})", 500));
+    // The daily cap is told by its flag, other failures by their text, an error event of the stream by the
+    // relay's own words. A failed turn stores no answer, but its message stays and counts for the memory.
+    void failedTurns() {
+        useScripted();
+        ai_->failChat(AIError::dailyCap());
         engine_->send("First", std::nullopt);
-        waitForTurn();
-        QCOMPARE(state_->coachTranscripts().at("").back().text, std::string("From the program."));
-        QCOMPARE(occurrences(readClaude("turn-1.prompt"),
-                             QStringLiteral("Use tools freely (several rounds is fine)")),
-                 qsizetype{1});
-
-        server_->setResponse("/v1/chat", Response::json(R"({"error":"cap"})", 429));
-        engine_->send("Second", std::nullopt);
         waitForTurn();
         QVERIFY(engine_->capHit());
         QVERIFY(!engine_->errorText());
-        QCOMPARE(readClaude("turn.count").trimmed(), QStringLiteral("1"));
-        QCOMPARE(state_->coachTranscripts().at("").back().text, std::string("Second"));
 
-        QFile::remove(claudePath());
-        server_->setResponse("/v1/chat", Response::json(R"({"error":"boom"})", 500));
-        engine_->send("Third", std::nullopt);
+        ai_->failChat(AIError::relayFailed(500));
+        engine_->send("Second", std::nullopt);
         QVERIFY(!engine_->capHit()); // each turn starts clean
         waitForTurn();
         QCOMPARE(engine_->errorText(),
                  std::optional(AIError::message(AIError::Case::relayFailed).toStdString()));
 
-        server_->setResponse(
-            "/v1/chat",
-            Response::events(
-                {messageStart,
-                 sse("error",
-                     R"({"type":"error","error":{"type":"overloaded_error","message":"Overloaded"}})")}));
-        engine_->send("Fourth", std::nullopt);
+        ai_->failChat(dovrel::Agent::StreamError("Overloaded"));
+        engine_->send("Third", std::nullopt);
         waitForTurn();
         QCOMPARE(engine_->errorText(), std::optional(std::string("Overloaded")));
-        // Failed turns store no answer; the user's messages stay.
+        QCOMPARE(ai_->calls.size(), 3); // no memory update after the 2nd and 3rd message
+
+        ai_->answer({Block::text("ok")});
+        ai_->answer(QStringLiteral("{\"ops\":[]}"));
+        engine_->send("Fourth", std::nullopt);
+        waitForTurn();
+        QVERIFY(!engine_->errorText());
+        QCOMPARE(ai_->calls.size(), 5); // the 4th message updates it
         const std::vector<CoachMessage>& stored = state_->coachTranscripts().at("");
-        QCOMPARE(stored.back().text, std::string("Fourth"));
         QCOMPARE(stored.size(), std::size_t{5});
+        QCOMPARE(stored[2].text, std::string("Third"));
     }
 
-    // stop() while a tool runs: the running tool finishes, the next call is aborted, nothing is stored, and
-    // a late piece of text is dropped. A send during a turn is ignored.
-    void stopDuringAToolRound() {
-        server_->enqueue("/v1/chat", toolRound({}, {{"toolu_1", "overview", "{}"}}));
-        Response slow = textStream({"never ", "shown"}, 800);
-        server_->enqueue("/v1/chat", slow);
+    // stop() while a call runs: nothing is stored and the late answer is dropped. stop() from inside a tool
+    // round: the tool that runs finishes, the round's other call and the next model call never happen. A
+    // send during a turn is ignored.
+    void stopEndsTheTurn() {
+        useScripted();
+        ai_->answer({Block::toolUse(ToolUse{"toolu_1", "overview", "{}"})});
         connect(engine_.get(), &CoachEngine::toolRan, this,
                 [this] { engine_->send("ignored", std::nullopt); });
         engine_->send("Go", std::nullopt);
-        QTRY_COMPARE_WITH_TIMEOUT(countTo(*server_, "/v1/chat"), 2, 10000);
+        QTRY_COMPARE(ai_->calls.size(), 2);
         engine_->stop();
         QVERIFY(!engine_->thinking());
         QVERIFY(!engine_->toolStatus());
-        QTest::qWait(2500);
+        ai_->answer({Block::text("never shown")}, {"never shown"});
+        QTest::qWait(300);
         QCOMPARE(engine_->streamText(), std::string());
-        const std::vector<CoachMessage>& stored = state_->coachTranscripts().at("");
-        QCOMPARE(stored.size(), std::size_t{1});
-        QCOMPARE(stored[0].text, std::string("Go"));
-        QCOMPARE(countTo(*server_, "/v1/ai"), 0);
-    }
+        QCOMPARE(state_->coachTranscripts().at("").size(), std::size_t{1});
+        QCOMPARE(ai_->calls.size(), 2);
+        disconnect(engine_.get(), nullptr, this, nullptr);
 
-    // stop() from inside a tool round: the tool that runs finishes, the round's other call and the next
-    // model call never happen, and the turn leaves nothing behind.
-    void stopInsideAToolRound() {
-        server_->setResponse("/v1/chat",
-                             toolRound({}, {{"toolu_1", "overview", "{}"}, {"toolu_2", "overview", "{}"}}));
+        state_->setTranscript("", {});
+        ai_->answer({Block::toolUse(ToolUse{"toolu_1", "overview", "{}"}),
+                     Block::toolUse(ToolUse{"toolu_2", "overview", "{}"})});
         QSignalSpy ran(engine_.get(), &CoachEngine::toolRan);
         connect(engine_.get(), &CoachEngine::toolRan, this, [this] { engine_->stop(); });
         engine_->send("Go", std::nullopt);
-        QTRY_COMPARE_WITH_TIMEOUT(ran.count(), qsizetype{1}, 10000);
-        QTest::qWait(500);
+        QTRY_COMPARE(ran.count(), qsizetype{1});
+        QTest::qWait(300);
         QCOMPARE(ran.count(), qsizetype{1});
         QVERIFY(!engine_->thinking());
-        QVERIFY(!engine_->toolStatus());
-        QCOMPARE(countTo(*server_, "/v1/chat"), 1);
+        QCOMPARE(ai_->calls.size(), 3);
         QCOMPARE(state_->coachTranscripts().at("").size(), std::size_t{1});
-    }
-
-    // A failed turn stores no answer, but its message counts: the memory update follows the user's
-    // messages, not the answers.
-    void failedTurnStillCountsForMemory() {
-        server_->enqueue("/v1/chat", Response::json(R"({"error":"boom"})", 500));
-        server_->setResponse("/v1/chat", textStream({"ok"}, 0));
-        engine_->send("One", std::nullopt);
-        waitForTurn();
-        QVERIFY(engine_->errorText());
-        engine_->send("Two", std::nullopt);
-        waitForTurn();
-        QVERIFY(!engine_->errorText());
-        QCOMPARE(countTo(*server_, "/v1/ai"), 0);
-        engine_->send("Three", std::nullopt);
-        waitForTurn();
-        engine_->send("Four", std::nullopt);
-        waitForTurn();
-        QCOMPARE(countTo(*server_, "/v1/ai"), 1);
     }
 
     // A person chat: the note opens an empty transcript and never reaches the model; only the last 16 turns
     // do. The memory update runs after the 1st, 4th, 7th… user message.
     void personChatHistoryNoteAndMemoryCadence() {
+        useScripted();
         const dovrel::PersonInsights person = state_->people().front();
         const dovrel::Date now = *home_->environment()().now;
-        server_->setResponse("/v1/chat", textStream({"ok"}, 0));
+        const auto memoryUpdates = [this] {
+            return std::count_if(ai_->calls.begin(), ai_->calls.end(),
+                                 [](const ScriptedProvider::Call& call) { return !call.round; });
+        };
 
+        ai_->answer({Block::text("ok")});
+        ai_->answer(QStringLiteral("{\"ops\":[]}"));
         engine_->send("Hi", person);
         waitForTurn();
         std::vector<CoachMessage> stored = state_->coachTranscripts().at(person.handleID);
@@ -377,20 +307,19 @@ private slots:
         QCOMPARE(stored[0].text, "Reading your last 100 messages with " +
                                      state_->name(person.handleID, person.displayName) +
                                      " \u2014 sent securely to Claude, never stored.");
-        QCOMPARE(body(requestsTo(*server_, "/v1/chat").back()).at("messages").size(), std::size_t{1});
-        QCOMPARE(countTo(*server_, "/v1/ai"), 1); // after the 1st
+        QCOMPARE(ai_->calls[0].round->messages.size(), std::size_t{1});
+        QCOMPARE(memoryUpdates(), 1); // after the 1st
 
-        for (const int expectedAsks : {1, 1, 2}) { // after the 2nd, the 3rd, the 4th
+        for (const int expected : {1, 1, 2}) { // after the 2nd, the 3rd, the 4th
+            ai_->answer({Block::text("ok")});
+            if (expected == 2) {
+                ai_->answer(QStringLiteral("{\"ops\":[]}"));
+            }
             engine_->send("Again", person);
             waitForTurn();
-            QCOMPARE(countTo(*server_, "/v1/ai"), expectedAsks);
+            QCOMPARE(memoryUpdates(), expected);
         }
-        stored = state_->coachTranscripts().at(person.handleID);
-        QCOMPARE(stored.size(), std::size_t{9});
-        QCOMPARE(
-            std::count_if(stored.begin(), stored.end(),
-                          [](const CoachMessage& each) { return each.role == CoachMessage::Role::note; }),
-            std::ptrdiff_t{1});
+        QCOMPARE(state_->coachTranscripts().at(person.handleID).size(), std::size_t{9});
 
         // Twenty turns, a note among them: the model gets the last sixteen, the new message last.
         std::vector<CoachMessage> history{message(CoachMessage::Role::note, "a note", now)};
@@ -399,18 +328,19 @@ private slots:
                                       "turn " + std::to_string(i), now));
         }
         state_->setTranscript(person.handleID, history);
+        ai_->answer({Block::text("ok")});
         engine_->send("latest", person);
         waitForTurn();
-        const Json sent = body(requestsTo(*server_, "/v1/chat").back()).at("messages");
+        const std::vector<ChatMessage>& sent = ai_->calls.back().round->messages;
         QCOMPARE(sent.size(), std::size_t{16});
-        QCOMPARE(sent.front().at("content").at(0).at("text").get<std::string>(), std::string("turn 5"));
-        QCOMPARE(sent.back().at("content").at(0).at("text").get<std::string>(), std::string("latest"));
-        QVERIFY(sent.dump().find("a note") == std::string::npos);
+        QCOMPARE(sent.front(), ChatMessage::assistant("turn 5"));
+        QCOMPARE(sent.back(), ChatMessage::user("latest"));
     }
 
     // Six hours of silence close a session: four turns or more are summarized into a session note first.
     // The new-chat action summarizes from two turns. Nothing is closed while a turn runs.
     void sessionsCloseAfterSixHours() {
+        useScripted();
         const dovrel::PersonInsights person = state_->people().front();
         const dovrel::Date now = *home_->environment()().now;
         const auto turns = [&](int count, double age) {
@@ -421,22 +351,19 @@ private slots:
             }
             return messages;
         };
-        server_->setResponse("/v1/ai", Response::json(R"({"text":"  Worked on replying faster to Sam.  "})"));
-        server_->setResponse("/v1/chat", textStream({"fresh"}, 0));
+        ai_->answer(QStringLiteral("  Worked on replying faster to Sam.  "));
+        ai_->answer({Block::text("fresh")});
+        ai_->answer(QStringLiteral("{\"ops\":[]}"));
 
         state_->setTranscript(person.handleID, turns(4, 21601));
         engine_->send("New day", person);
         waitForTurn();
-        const std::vector<CoachMessage>& stored = state_->coachTranscripts().at(person.handleID);
-        QCOMPARE(stored.size(), std::size_t{3}); // the note, the message, the answer
-        QCOMPARE(stored[0].role, CoachMessage::Role::note);
-        const QList<LocalHttpServer::Request> asks = requestsTo(*server_, "/v1/ai");
-        QVERIFY(asks.size() >= 1);
-        const std::string summaryPrompt = body(asks[0]).at("prompt");
-        QVERIFY(summaryPrompt.rfind("Summarize this coaching session", 0) == 0);
-        QVERIFY(summaryPrompt.find("[Me] old 0\n[Coach] old 1\n[Me] old 2\n[Coach] old 3") !=
-                std::string::npos);
-        QCOMPARE(body(asks[0]).at("max_tokens").get<int>(), 100);
+        QCOMPARE(state_->coachTranscripts().at(person.handleID).size(),
+                 std::size_t{3}); // note, message, answer
+        QVERIFY(ai_->calls[0].prompt.startsWith(QStringLiteral("Summarize this coaching session")));
+        QVERIFY(ai_->calls[0].prompt.contains(
+            QStringLiteral("[Me] old 0\n[Coach] old 1\n[Me] old 2\n[Coach] old 3")));
+        QCOMPARE(ai_->calls[0].maxTokens, 100);
         const std::vector<dovrel::MemoryEntry>& memory = state_->coachMemory().at(person.handleID);
         QVERIFY(std::any_of(memory.begin(), memory.end(), [](const dovrel::MemoryEntry& entry) {
             return entry.kind == dovrel::MemoryEntry::Kind::session &&
@@ -444,39 +371,39 @@ private slots:
         }));
 
         // Exactly six hours is not stale; three stale turns are cleared without a summary.
-        const int asked = server_->requestCount();
+        const qsizetype asked = ai_->calls.size();
         state_->setTranscript(person.handleID, turns(3, 21600));
         engine_->archiveIfStale(person.handleID);
         QCOMPARE(state_->coachTranscripts().at(person.handleID).size(), std::size_t{3});
         state_->setTranscript(person.handleID, turns(3, 21601));
         engine_->archiveIfStale(person.handleID);
         QVERIFY(state_->coachTranscripts().at(person.handleID).empty());
-        QCOMPARE(server_->requestCount(), asked);
+        QCOMPARE(ai_->calls.size(), asked);
 
         // While a turn runs nothing is closed.
-        state_->setTranscript("", turns(4, 90000));
-        server_->setResponse("/v1/chat", textStream({"slow"}, 600));
-        engine_->send("hello", std::nullopt); // closes the stale general chat first
+        state_->setTranscript("", turns(2, 0));
+        engine_->send("hello", std::nullopt);
         state_->setTranscript("", turns(4, 90000));
         engine_->archiveIfStale(std::string());
         QCOMPARE(state_->coachTranscripts().at("").size(), std::size_t{4});
         engine_->stop();
 
-        QTRY_COMPARE_WITH_TIMEOUT(engine_->backgroundWork(), 0, 5000);
-        const int before = countTo(*server_, "/v1/ai");
+        // The new chat summarizes two turns, not one.
         state_->setTranscript("", turns(1, 0));
         engine_->startFreshSession(std::string());
         QVERIFY(state_->coachTranscripts().at("").empty());
-        QCOMPARE(countTo(*server_, "/v1/ai"), before);
+        QCOMPARE(ai_->calls.size(), asked); // the stopped turn never got to ask
         state_->setTranscript("", turns(2, 0));
         engine_->startFreshSession(std::string());
-        QTRY_COMPARE_WITH_TIMEOUT(countTo(*server_, "/v1/ai"), before + 1, 5000);
-        QTRY_COMPARE_WITH_TIMEOUT(engine_->backgroundWork(), 0, 5000);
+        QCOMPARE(ai_->calls.size(), asked + 1);
+        ai_->answer(QString());
+        QTRY_COMPARE(engine_->backgroundWork(), 0);
     }
 
     // A rewrite replaces every occurrence of the draft in its message and nothing else; a second one while
     // the first runs is ignored; a reply too long, or a message gone, changes nothing.
     void tweakRewritesTheDraftInPlace() {
+        useScripted();
         dovrel::PersonInsights person = state_->people().front();
         person.report.myAverageLength = 42.9;
         person.report.myEmojiRate = 0.257;
@@ -485,48 +412,41 @@ private slots:
             CoachMessage::make(CoachMessage::Role::coach, "Try: \"running late\" or just \"running late\".",
                                now, std::vector<std::string>{"Searched"});
         state_->setTranscript(person.handleID, {answer});
-        Response slow = Response::json(R"({"text":"  omw, 10 min!  "})");
-        slow.delayMs = 400;
-        server_->enqueue("/v1/ai", slow);
 
         engine_->tweak("running late", "warmer", answer.id, person.handleID, person);
         QCOMPARE(engine_->tweakingDraft(), std::optional(std::string("running late")));
         engine_->tweak("something else", "shorter", answer.id, person.handleID, person);
-        QTRY_VERIFY_WITH_TIMEOUT(!engine_->tweakingDraft(), 5000);
-        QCOMPARE(countTo(*server_, "/v1/ai"), 1);
-
-        const std::string prompt = body(requestsTo(*server_, "/v1/ai")[0]).at("prompt");
-        QCOMPARE(prompt,
-                 std::string("Rewrite this text message to be warmer, while still sounding like me \u2014 "
-                             "casual texting voice, no sign-offs. For calibration: my average message is 42 "
-                             "characters, 25% of my messages use emoji.\nReply with ONLY the rewritten "
-                             "message, nothing else.\n\nrunning late"));
-        QCOMPARE(body(requestsTo(*server_, "/v1/ai")[0]).at("max_tokens").get<int>(), 200);
-
+        ai_->answer(QStringLiteral("  omw, 10 min!  "));
+        QTRY_VERIFY(!engine_->tweakingDraft());
+        QCOMPARE(ai_->calls.size(), 1);
+        QCOMPARE(
+            ai_->calls[0].prompt,
+            QStringLiteral("Rewrite this text message to be warmer, while still sounding like me \u2014 "
+                           "casual texting voice, no sign-offs. For calibration: my average message is 42 "
+                           "characters, 25% of my messages use emoji.\nReply with ONLY the rewritten "
+                           "message, nothing else.\n\nrunning late"));
+        QCOMPARE(ai_->calls[0].maxTokens, 200);
         const CoachMessage& rewritten = state_->coachTranscripts().at(person.handleID).front();
         QCOMPARE(rewritten.text, std::string("Try: \"omw, 10 min!\" or just \"omw, 10 min!\"."));
         QCOMPARE(rewritten.id, answer.id);
         QCOMPARE(rewritten.date, answer.date);
         QCOMPARE(rewritten.sources, answer.sources);
 
-        server_->setResponse("/v1/ai", Response::json(Json{{"text", std::string(1000, 'x')}}.dump().c_str()));
-        engine_->tweak("omw", "shorter", answer.id, person.handleID, std::nullopt);
-        QTRY_VERIFY_WITH_TIMEOUT(!engine_->tweakingDraft(), 5000);
+        const auto tweak = [&](const QString& reply, const std::string& messageID) {
+            engine_->tweak("omw", "shorter", messageID, person.handleID, std::nullopt);
+            ai_->answer(reply);
+            QTRY_VERIFY(!engine_->tweakingDraft());
+        };
+        tweak(QString(1000, QLatin1Char('x')), answer.id);
         QCOMPARE(state_->coachTranscripts().at(person.handleID).front(), rewritten);
-        server_->setResponse("/v1/ai", Response::json(R"({"text":"x"})"));
-        engine_->tweak("omw", "shorter", "NO-SUCH-ID", person.handleID, std::nullopt);
-        QTRY_VERIFY_WITH_TIMEOUT(!engine_->tweakingDraft(), 5000);
+        tweak(QStringLiteral("x"), "NO-SUCH-ID");
         QCOMPARE(state_->coachTranscripts().at(person.handleID).front(), rewritten);
         // 999 characters are still a text message; without a person there is no calibration.
-        server_->setResponse("/v1/ai", Response::json(Json{{"text", std::string(999, 'y')}}.dump().c_str()));
-        engine_->tweak("omw", "shorter", answer.id, person.handleID, std::nullopt);
-        QTRY_VERIFY_WITH_TIMEOUT(!engine_->tweakingDraft(), 5000);
+        tweak(QString(999, QLatin1Char('y')), answer.id);
         QCOMPARE(state_->coachTranscripts().at(person.handleID).front().text,
                  "Try: \"" + std::string(999, 'y') + ", 10 min!\" or just \"" + std::string(999, 'y') +
                      ", 10 min!\".");
-        QVERIFY(
-            body(requestsTo(*server_, "/v1/ai").back()).at("prompt").get<std::string>().find("calibration") ==
-            std::string::npos);
+        QVERIFY(!ai_->calls.back().prompt.contains(QStringLiteral("calibration")));
     }
 
     // The answer arrives in bursts and is shown in small steady steps: an eighth of what waits, at least
@@ -548,6 +468,11 @@ private slots:
     }
 
 private:
+    void useScripted() {
+        ai_ = std::make_shared<ScriptedProvider>();
+        engine_->setProvider(ai_);
+    }
+
     QString claudePath() const { return scriptedclaude::programPath(home_->path()); }
     void installClaude() { QVERIFY(scriptedclaude::install(home_->path())); }
     void writeClaude(const QString& name, const QByteArray& contents) {
@@ -576,10 +501,10 @@ private:
     }
 
     std::unique_ptr<TestHome> home_;
-    QByteArray originalPath_;
     std::unique_ptr<AppState> state_;
     std::unique_ptr<LocalHttpServer> server_;
     std::unique_ptr<CoachEngine> engine_;
+    std::shared_ptr<ScriptedProvider> ai_;
 };
 
 QTEST_MAIN(CoachTurnTest)

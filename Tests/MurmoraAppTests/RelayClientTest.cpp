@@ -1,8 +1,8 @@
 // moc of Qt 6.4 cannot parse the C++20 standard headers behind the core; the test class needs none of them.
 #ifndef Q_MOC_RUN
-#include "AI/AI.h"
 #include "AI/AIError.h"
 #include "AI/RelayConfig.h"
+#include "AI/RelayProvider.h"
 #include "AwaitFuture.h"
 #include "CompareJson.h"
 #include "LocalHttpServer.h"
@@ -13,7 +13,7 @@
 #endif
 
 #include <QElapsedTimer>
-#include <QFileInfo>
+#include <QNetworkAccessManager>
 #include <QTcpServer>
 #include <QTest>
 #include <functional>
@@ -46,11 +46,6 @@ template <typename T> std::optional<AIError> aiFailure(QFuture<T> future) {
     return std::nullopt;
 }
 
-QFuture<std::vector<Block>> chat(AI::DeltaHandler onDelta = {}) {
-    return AI::chatViaRelay("You are my texting coach.", {ChatMessage::user("How do I text?")}, {}, 16000,
-                            std::move(onDelta));
-}
-
 } // namespace
 
 class RelayClientTest : public QObject {
@@ -59,13 +54,6 @@ class RelayClientTest : public QObject {
 private slots:
     void init() {
         home_ = std::make_unique<TestHome>();
-        originalPath_ = qgetenv("PATH");
-        // No claude anywhere: every failure of the relay reaches the caller.
-        qputenv("PATH", "/usr/bin:/bin");
-        if (QFileInfo::exists(QStringLiteral("/usr/local/bin/claude")) ||
-            QFileInfo::exists(QStringLiteral("/opt/homebrew/bin/claude"))) {
-            QSKIP("a claude program is installed system-wide on this machine");
-        }
         server_ = std::make_unique<LocalHttpServer>();
         qputenv("MURMORA_RELAY_URL", server_->origin().toUtf8());
         qputenv("MURMORA_RELAY_SECRET", secret);
@@ -74,7 +62,6 @@ private slots:
     void cleanup() {
         qunsetenv("MURMORA_RELAY_URL");
         qunsetenv("MURMORA_RELAY_SECRET");
-        qputenv("PATH", originalPath_);
         server_.reset();
         home_.reset();
     }
@@ -101,8 +88,13 @@ private slots:
     // skips lines that are no events and ends with no blocks.
     void undecodableAnswers();
 
-    // No HTTP answer, a body broken off, nothing listening, an address that is no URL: all unreachable.
-    void transportFailuresAreUnreachable();
+    // No HTTP answer, nothing listening, an address that is no URL: all unreachable, as is a one-shot body
+    // broken off. A stream that breaks after its 200 fails with the stream's own error.
+    void transportFailures();
+
+    // A stream line that never ends and a one-shot answer past the size limit fail the call instead of
+    // growing without bound.
+    void oversizedAnswersFail();
 
     // Cancelling the future stops the request mid-stream, or before any answer: the future ends at once,
     // cancelled and without a failure, and no piece is delivered after it.
@@ -111,9 +103,16 @@ private slots:
 private:
     static constexpr char secret[] = "test-secret";
 
+    QFuture<std::vector<Block>> chat(DeltaHandler onDelta = {}) {
+        return relay_.chat({"You are my texting coach.", {ChatMessage::user("How do I text?")}, {}, 16000, 0},
+                           std::move(onDelta));
+    }
+    QFuture<QString> ask(const QString& prompt) { return relay_.run(prompt, 300); }
+
     std::unique_ptr<TestHome> home_;
     std::unique_ptr<LocalHttpServer> server_;
-    QByteArray originalPath_;
+    QNetworkAccessManager network_;
+    RelayProvider relay_{&network_};
 };
 
 // The bodies stay out of moc's sight: it cannot read the raw string literals in them.
@@ -136,13 +135,13 @@ void RelayClientTest::requestsCarryTheBodyAndHeaders() {
     const std::vector<ToolDef> tools{tool};
     const std::string system = "You are my texting coach.\nBe \"direct\" \u2014 always.";
 
-    QCOMPARE(await(AI::run(QStringLiteral("Name my archetype \u2014 \"please\""), 300)),
+    QCOMPARE(await(ask(QStringLiteral("Name my archetype \u2014 \"please\""))),
              QStringLiteral("You are The Night Owl."));
-    QCOMPARE(await(AI::chatViaRelay(system, messages, tools, 16000)), std::vector<Block>{Block::text("Hi")});
-    QCOMPARE(await(AI::chatViaRelay(system, messages, tools, 16000)), std::vector<Block>{Block::text("Hi")});
+    QCOMPARE(await(relay_.chat({system, messages, tools, 16000, 0}, {})),
+             std::vector<Block>{Block::text("Hi")});
 
     const QList<LocalHttpServer::Request> requests = server_->requests();
-    QCOMPARE(requests.size(), 3);
+    QCOMPARE(requests.size(), 2);
     const QByteArray device = RelayConfig::deviceID().toUtf8();
     QVERIFY(!device.isEmpty());
     for (const LocalHttpServer::Request& request : requests) {
@@ -157,7 +156,6 @@ void RelayClientTest::requestsCarryTheBodyAndHeaders() {
                  (Json{{"prompt", "Name my archetype \u2014 \"please\""}, {"max_tokens", 300}}));
 
     QCOMPARE(requests[1].path, QByteArray("/v1/chat"));
-    QCOMPARE(requests[2].body, requests[1].body);
     Json body = Json::parse(requests[1].body.toStdString());
     std::set<std::string> keys;
     for (const auto& [key, value] : body.items()) {
@@ -291,7 +289,7 @@ void RelayClientTest::statusesOtherThan200() {
             QElapsedTimer clock;
             clock.start();
             const std::optional<AIError> failure =
-                streaming ? aiFailure(chat()) : aiFailure(AI::run(QStringLiteral("hi"), 300));
+                streaming ? aiFailure(chat()) : aiFailure(ask(QStringLiteral("hi")));
             const QString what =
                 QStringLiteral("status %1, %2").arg(status).arg(streaming ? "chat" : "one-shot");
             QVERIFY2(failure.has_value(), qPrintable(what));
@@ -318,48 +316,68 @@ void RelayClientTest::undecodableAnswers() {
     for (const QByteArray& body : {QByteArray("<html>Bad gateway</html>"), QByteArray(R"({"txt": "hi"})"),
                                    QByteArray(R"({"text": 5})"), QByteArray(R"(["text"])"), QByteArray()}) {
         server_->setResponse("/v1/ai", Response::json(body));
-        QVERIFY_THROWS_EXCEPTION(nlohmann::json::exception, await(AI::run(QStringLiteral("hi"), 300)));
+        QVERIFY_THROWS_EXCEPTION(nlohmann::json::exception, await(ask(QStringLiteral("hi"))));
     }
     server_->setResponse("/v1/ai", Response::json(R"({"text": "fine", "model": "x"})"));
-    QCOMPARE(await(AI::run(QStringLiteral("hi"), 300)), QStringLiteral("fine"));
+    QCOMPARE(await(ask(QStringLiteral("hi"))), QStringLiteral("fine"));
 
     server_->setResponse("/v1/chat", Response::text("<html>Bad gateway</html>\ndata: {oops\ndata:[DONE]\n"));
     QVERIFY(await(chat()).empty());
 }
 
-void RelayClientTest::transportFailuresAreUnreachable() {
-    const auto expectUnreachable = [this](const QString& what) {
-        for (const bool streaming : {true, false}) {
-            const std::optional<AIError> failure =
-                streaming ? aiFailure(chat()) : aiFailure(AI::run(QStringLiteral("hi"), 300));
-            const QString label = what + (streaming ? " (chat)" : " (one-shot)");
-            QVERIFY2(failure.has_value(), qPrintable(label));
-            QVERIFY2(failure->errorCase() == AIError::Case::unreachable, qPrintable(label));
-            QCOMPARE(failure->message(),
-                     QStringLiteral("Couldn't reach Murmora AI \u2014 check your connection and try again."));
-        }
+void RelayClientTest::transportFailures() {
+    const auto expectUnreachable = [this](const QString& what, bool streaming) {
+        const std::optional<AIError> failure = streaming ? aiFailure(chat()) : aiFailure(ask("hi"));
+        QVERIFY2(failure && failure->errorCase() == AIError::Case::unreachable, qPrintable(what));
+        QCOMPARE(failure->message(),
+                 QStringLiteral("Couldn't reach Murmora AI \u2014 check your connection and try again."));
     };
 
     server_->setResponse("/v1/chat", Response::hangingUp());
     server_->setResponse("/v1/ai", Response::hangingUp());
-    expectUnreachable(QStringLiteral("hang-up"));
+    expectUnreachable(QStringLiteral("hang-up (chat)"), true);
+    expectUnreachable(QStringLiteral("hang-up (one-shot)"), false);
 
     Response brokenStream = textStream({"Half ", "a reply"}, 30);
     brokenStream.dropMidBody = true;
     brokenStream.chunks.removeLast(); // the stream never ends properly
     server_->setResponse("/v1/chat", brokenStream);
+    try {
+        await(chat());
+        QFAIL("a broken stream must fail");
+    } catch (const RelayStreamError& error) {
+        QCOMPARE(error.errorCase(), RelayStreamError::Case::connectionLost);
+        QCOMPARE(error.message(), QStringLiteral("The network connection was lost."));
+    }
     Response brokenAnswer = Response::json(R"({"text": "a complete answer that is cut off"})");
     brokenAnswer.dropMidBody = true;
     server_->setResponse("/v1/ai", brokenAnswer);
-    expectUnreachable(QStringLiteral("dropped connection"));
+    expectUnreachable(QStringLiteral("dropped connection (one-shot)"), false);
 
-    qputenv("MURMORA_RELAY_URL", QStringLiteral("http://127.0.0.1:%1").arg(closedPort()).toUtf8());
-    expectUnreachable(QStringLiteral("closed port"));
-
-    for (const char* address : {"https://exa mple.com", "relay.example.com", "ftp://relay.example.com"}) {
-        qputenv("MURMORA_RELAY_URL", address);
-        expectUnreachable(QString::fromUtf8(address));
+    const QStringList addresses{QStringLiteral("http://127.0.0.1:%1").arg(closedPort()),
+                                "https://exa mple.com", "relay.example.com", "ftp://relay.example.com"};
+    for (const QString& address : addresses) {
+        qputenv("MURMORA_RELAY_URL", address.toUtf8());
+        expectUnreachable(address + " (chat)", true);
+        expectUnreachable(address + " (one-shot)", false);
     }
+}
+
+void RelayClientTest::oversizedAnswersFail() {
+    const QByteArray megabyte(1024 * 1024, 'x');
+    QList<QByteArray> endless{messageStart, "data: "};
+    for (int i = 0; i < 5; ++i) {
+        endless.append(megabyte);
+    }
+    endless.append("\n\n");
+    server_->setResponse("/v1/chat", Response::events(endless, 20));
+    server_->setResponse("/v1/ai", Response::json("{\"text\": \"" + megabyte.repeated(5) + "\"}"));
+    QVERIFY_THROWS_EXCEPTION(RelayStreamError, await(chat()));
+    QVERIFY_THROWS_EXCEPTION(RelayStreamError, await(ask("hi")));
+
+    // Just under the limit is still an answer.
+    server_->setResponse("/v1/ai", Response::json("{\"text\": \"" + megabyte.repeated(3) + "\"}"));
+    QCOMPARE(await(ask("hi")).size(), 3 * 1024 * 1024);
 }
 
 void RelayClientTest::cancellingStopsTheStream() {

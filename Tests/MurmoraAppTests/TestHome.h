@@ -24,6 +24,8 @@ public:
         qputenv("TMPDIR", (dir_->path() + QStringLiteral("/tmp")).toUtf8());
         qunsetenv("XDG_DATA_HOME");
         qunsetenv("XDG_CONFIG_HOME");
+        // The `claude` program is looked for only where a test puts one, never in the machine's own places.
+        qputenv("MURMORA_CLAUDE_PATHS", (dir_->path() + QStringLiteral("/.local/bin/claude")).toUtf8());
     }
 
     QString path() const { return dir_->path(); }

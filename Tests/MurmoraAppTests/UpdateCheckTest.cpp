@@ -7,6 +7,7 @@
 #endif
 
 #include <QJsonDocument>
+#include <QNetworkAccessManager>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
@@ -212,9 +213,10 @@ private slots:
 private:
     static std::optional<Info> fetch() {
         QObject context;
+        QNetworkAccessManager network;
         bool done = false;
         std::optional<Info> result;
-        UpdateCheck::check(&context, [&](std::optional<Info> info) {
+        UpdateCheck::check(network, &context, [&](std::optional<Info> info) {
             result = std::move(info);
             done = true;
         });

@@ -19,4 +19,24 @@ QString AIError::message(Case errorCase) {
     return {};
 }
 
+namespace {
+
+const char* streamMessage(RelayStreamError::Case errorCase) {
+    switch (errorCase) {
+    case RelayStreamError::Case::connectionLost:
+        return "The network connection was lost.";
+    case RelayStreamError::Case::timedOut:
+        return "The request timed out.";
+    case RelayStreamError::Case::tooLarge:
+        return "Murmora AI sent more than the app can take in one answer.";
+    }
+    return "";
+}
+
+} // namespace
+
+RelayStreamError::RelayStreamError(Case errorCase)
+    : std::runtime_error(streamMessage(errorCase))
+    , case_(errorCase) {}
+
 } // namespace murmora

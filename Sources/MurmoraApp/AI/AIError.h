@@ -34,4 +34,23 @@ private:
     std::optional<int> status_;
 };
 
+// A streamed answer of the relay that began with 200 and then went wrong in transport: the connection broke,
+// it went quiet past its time limit, or it sent more than a client keeps. The text is the one to show.
+class RelayStreamError : public std::runtime_error {
+public:
+    enum class Case {
+        connectionLost,
+        timedOut,
+        tooLarge, // a line of the stream, or a whole one-shot answer, beyond what is kept in memory
+    };
+
+    explicit RelayStreamError(Case errorCase);
+
+    Case errorCase() const { return case_; }
+    QString message() const { return QString::fromUtf8(what()); }
+
+private:
+    Case case_;
+};
+
 } // namespace murmora

@@ -1,8 +1,12 @@
 #pragma once
 
+#include "AI/AIProvider.h"
+
 #include <QFuture>
 #include <QString>
 #include <QStringList>
+#include <chrono>
+#include <functional>
 #include <optional>
 #include <stdexcept>
 
@@ -16,10 +20,12 @@ public:
     enum class Case {
         failed,       // the program ended with a non-zero status
         notInstalled, // no program was found
+        timedOut,     // the program ran past its time limit and was stopped
     };
 
     static CLIError failed(int status) { return CLIError(Case::failed, status); }
     static CLIError notInstalled() { return CLIError(Case::notInstalled, std::nullopt); }
+    static CLIError timedOut() { return CLIError(Case::timedOut, std::nullopt); }
 
     Case errorCase() const { return case_; }
     // The exit status of `failed` (the signal's number when the program was killed).
@@ -40,22 +46,49 @@ public:
     explicit LaunchError(const QString& reason);
 };
 
-// Where the program is looked for first, in this order: ~/.local/bin/claude, /usr/local/bin/claude,
-// /opt/homebrew/bin/claude, ~/.claude/local/claude. The home folder is read at each call.
-QStringList candidatePaths();
+// Where the program is looked for. By default: ~/.local/bin/claude, /usr/local/bin/claude,
+// /opt/homebrew/bin/claude, ~/.claude/local/claude (the home folder read at each search), then the search
+// path. The environment variable MURMORA_CLAUDE_PATHS, a list separated by ":", replaces all of that.
+// A locator with paths of its own looks only there.
+class Locator {
+public:
+    Locator() = default;
+    explicit Locator(QStringList paths);
 
-// The first executable candidate, else what `which claude` finds on the search path, else nothing. Searches
-// afresh at every call. Blocks for as long as `which` runs when no candidate exists.
-std::optional<QString> detect();
+    // The places tried first, in order.
+    QStringList candidates() const;
+    // The first executable candidate, else (by default) what `which claude` finds. Blocks for as long as
+    // `which` runs.
+    std::optional<QString> locate() const;
 
-// Finds the program and runs `prompt` through it on a background thread; the calling thread never waits.
-// The future holds the program's standard output, decoded as UTF-8 and untrimmed (empty when it is not
-// UTF-8), or one of: CLIError (not installed, or a non-zero exit), LaunchError. There is no timeout: a
-// program that never ends leaves the future unfinished.
-QFuture<QString> run(const QString& prompt);
+private:
+    std::optional<QStringList> paths_;
+};
 
-// The blocking run of one found program, for code that already is on a background thread. Throws CLIError
-// (failed) or LaunchError.
-QString runProgram(const QString& program, const QString& prompt);
+// The blocking run of one found program, for code that already is on a background thread. The program is
+// killed when it runs past `timeLimit`, or as soon as `cancelled` says so. Throws CLIError (failed,
+// timedOut) or LaunchError; a cancelled run gives an empty text.
+QString runProgram(const QString& program, const QString& prompt, std::chrono::milliseconds timeLimit,
+                   const std::function<bool()>& cancelled = {});
+
+// The program as a provider. Runs happen on a pool of their own, so the calling thread never waits, and end
+// with CLIError (notInstalled, failed, timedOut) or LaunchError. The program has no native tools: a coach
+// round goes out as one flat prompt with the tool instructions, and a fenced tool block in the reply is the
+// round's one call. The program does not stream; its whole reply reaches `onDelta` at once.
+class Provider : public AIProvider {
+public:
+    static constexpr std::chrono::milliseconds defaultTimeLimit{240'000};
+
+    explicit Provider(Locator locator = {}, std::chrono::milliseconds timeLimit = defaultTimeLimit);
+
+    bool detect() override;
+    // The token limit means nothing to the program.
+    QFuture<QString> run(const QString& prompt, int maxTokens) override;
+    QFuture<std::vector<dovrel::Agent::Block>> chat(const ChatRound& round, DeltaHandler onDelta) override;
+
+private:
+    Locator locator_;
+    std::chrono::milliseconds timeLimit_;
+};
 
 } // namespace murmora::ClaudeCLI

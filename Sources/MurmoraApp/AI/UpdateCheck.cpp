@@ -89,7 +89,7 @@ std::optional<Info> evaluate(const QByteArray& body, const QString& current) {
     return info;
 }
 
-void check(QObject* context, std::function<void(std::optional<Info>)> done) {
+void check(QNetworkAccessManager& network, QObject* context, std::function<void(std::optional<Info>)> done) {
     const std::optional<QString> current = currentVersion();
     const QUrl url = versionFileURL();
     if (!current || !url.isValid()) {
@@ -97,13 +97,13 @@ void check(QObject* context, std::function<void(std::optional<Info>)> done) {
             context, [done] { done(std::nullopt); }, Qt::QueuedConnection);
         return;
     }
-    // The manager belongs to `context`, so the request ends with it and its answer is never delivered.
-    auto* manager = new QNetworkAccessManager(context);
     QNetworkRequest request(url);
     request.setTransferTimeout(timeoutMilliseconds);
     request.setAttribute(QNetworkRequest::CacheLoadControlAttribute, QNetworkRequest::AlwaysNetwork);
-    QNetworkReply* reply = manager->get(request);
-    QObject::connect(reply, &QNetworkReply::finished, manager, [manager, reply, current, done] {
+    // The reply belongs to `context`, so the request ends with it and its answer is never delivered.
+    QNetworkReply* reply = network.get(request);
+    reply->setParent(context);
+    QObject::connect(reply, &QNetworkReply::finished, context, [reply, current, done] {
         // Any HTTP answer counts, whatever its status: only whether the body decodes matters. A failure
         // below HTTP (no server, a timeout, a connection broken off) is nothing. Qt reports HTTP statuses
         // as errors from ContentAccessDenied on; everything below that is the transport's.
@@ -113,7 +113,6 @@ void check(QObject* context, std::function<void(std::optional<Info>)> done) {
             !answered || (error != QNetworkReply::NoError && error < QNetworkReply::ContentAccessDenied);
         const std::optional<Info> info = broken ? std::nullopt : evaluate(reply->readAll(), *current);
         reply->deleteLater();
-        manager->deleteLater();
         done(info);
     });
 }

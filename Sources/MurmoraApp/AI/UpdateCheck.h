@@ -7,6 +7,8 @@
 #include <functional>
 #include <optional>
 
+class QNetworkAccessManager;
+
 // Asks the version file on the web whether a newer build exists. Nothing is downloaded; every failure gives
 // nothing and is never shown.
 namespace murmora::UpdateCheck {
@@ -34,8 +36,9 @@ bool isNewer(const QString& version, const QString& than);
 // newer than `current` and links to an https address; otherwise nothing.
 std::optional<Info> evaluate(const QByteArray& body, const QString& current);
 
-// Fetches the version file and calls `done` once with the outcome, on the thread of `context`. Never fails.
-// Nothing is called when `context` is destroyed first, and the request is dropped with it.
-void check(QObject* context, std::function<void(std::optional<Info>)> done);
+// Fetches the version file through `network` and calls `done` once with the outcome, on the thread of
+// `context`. Never fails. Nothing is called when `context` is destroyed first, and the request is dropped
+// with it.
+void check(QNetworkAccessManager& network, QObject* context, std::function<void(std::optional<Info>)> done);
 
 } // namespace murmora::UpdateCheck

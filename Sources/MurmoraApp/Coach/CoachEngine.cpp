@@ -1,10 +1,8 @@
 // The coach's turn: the provider calls and tool rounds, the paced stream, sessions, memory and rewrites.
 #include "Coach/CoachEngine.h"
 
-#include "AI/AI.h"
 #include "AI/AIError.h"
 #include "AI/ClaudeCLI.h"
-#include "AI/RelayConfig.h"
 #include "Coach/AgentTools.h"
 #include "Coach/CoachMemory.h"
 #include "Coach/CoachPrompt.h"
@@ -18,7 +16,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <nlohmann/json.hpp>
 
 namespace murmora {
 
@@ -35,8 +32,7 @@ struct CoachEngine::Turn {
     int round = 0;
     std::vector<std::string> sources;
     bool cancelled = false;
-    QFuture<std::vector<Block>> relayCall; // cancelled by stop() to abort the request
-    std::exception_ptr relayError;         // shown when the program that stands in is not there either
+    QFuture<std::vector<Block>> call; // cancelled by stop() to abort the request
 };
 
 // The tool calls of one model reply, run in order, and their results so far.
@@ -61,48 +57,7 @@ constexpr std::size_t turnsToSummarizeOnNewChat = 2;
 constexpr int paceMs = 33;
 constexpr int idleMs = 120;
 
-const std::string userLabel = "Me";
-const std::string coachLabel = "Coach";
 const std::string emptyAnswer = "\u2026";
-
-// What the user is told about a failed call.
-std::string describe(const std::exception_ptr& error) {
-    try {
-        std::rethrow_exception(error);
-    } catch (const AIError& failure) {
-        return failure.message().toStdString();
-    } catch (const ClaudeCLI::CLIError& failure) {
-        return failure.message().toStdString();
-    } catch (const dovrel::Agent::StreamError& failure) {
-        return failure.message();
-    } catch (const nlohmann::json::exception&) {
-        return "The data couldn\u2019t be read because it isn\u2019t in the correct format.";
-    } catch (const std::exception& failure) {
-        return failure.what();
-    } catch (...) {
-        return "Something went wrong.";
-    }
-}
-
-bool isNotInstalled(const std::exception_ptr& error) {
-    try {
-        std::rethrow_exception(error);
-    } catch (const ClaudeCLI::CLIError& failure) {
-        return failure.errorCase() == ClaudeCLI::CLIError::Case::notInstalled;
-    } catch (...) {
-        return false;
-    }
-}
-
-bool isDailyCap(const std::exception_ptr& error) {
-    try {
-        std::rethrow_exception(error);
-    } catch (const AIError& failure) {
-        return failure.errorCase() == AIError::Case::dailyCap;
-    } catch (...) {
-        return false;
-    }
-}
 
 // The outcome of a finished future: its one result, or its exception. Must not be asked of a future that was
 // cancelled without a failure.
@@ -174,13 +129,21 @@ CoachEngine::CoachEngine(QObject* parent)
     connect(&drainTimer_, &QTimer::timeout, this, &CoachEngine::drainStep);
 }
 
+std::shared_ptr<AIProvider> CoachEngine::provider() const {
+    if (provider_) {
+        return provider_;
+    }
+    const AppState* state = state_.data();
+    return state != nullptr ? state->aiProvider() : nullptr;
+}
+
 CoachEngine::~CoachEngine() {
     if (turn_) {
         turn_->cancelled = true;
         // Only a call in flight is cancelled: the watcher that aborts its request is gone with a finished
         // one.
-        if (!turn_->relayCall.isFinished()) {
-            turn_->relayCall.cancel();
+        if (!turn_->call.isFinished()) {
+            turn_->call.cancel();
         }
     }
 }
@@ -312,29 +275,30 @@ void CoachEngine::turnBody(const std::shared_ptr<Turn>& turn) {
 }
 
 void CoachEngine::callProvider(const std::shared_ptr<Turn>& turn) {
-    turn->relayError = nullptr;
-    if (!RelayConfig::isConfigured()) {
-        callClaude(turn);
+    const std::shared_ptr<AIProvider> ai = provider();
+    if (!ai) {
+        failTurn(std::make_exception_ptr(ClaudeCLI::CLIError::notInstalled()));
         return;
     }
     const QPointer<CoachEngine> self(this);
     // Each piece takes its own step on the GUI thread, behind the pieces before it and ahead of the answer.
-    AI::DeltaHandler onDelta = [self, turn](const QString& piece) {
+    DeltaHandler onDelta = [self, turn](const QString& piece) {
         onEngine(self, [turn, text = piece.toStdString()](CoachEngine& engine) {
             if (engine.isCurrent(turn) && engine.thinking_) {
                 engine.enqueueDelta(text);
             }
         });
     };
-    turn->relayCall = AI::chatViaRelay(turn->system, turn->messages, dovrel::AgentTools::defs(),
-                                       relayMaxTokens, std::move(onDelta));
-    turn->relayCall.then(QtFuture::Launch::Sync, [self, turn](QFuture<std::vector<Block>> call) {
+    turn->call = ai->chat(
+        ChatRound{turn->system, turn->messages, dovrel::AgentTools::defs(), relayMaxTokens, turn->round},
+        std::move(onDelta));
+    turn->call.then(QtFuture::Launch::Sync, [self, turn](QFuture<std::vector<Block>> call) {
         if (turn->cancelled) {
             return;
         }
         auto [blocks, error] = outcome(call);
         onEngine(self, [turn, reply = Reply{std::move(blocks), error}](CoachEngine& engine) mutable {
-            engine.relayAnswered(turn, std::move(reply));
+            engine.providerAnswered(turn, std::move(reply));
         });
     });
 }
@@ -352,58 +316,13 @@ bool CoachEngine::stateLost(const std::shared_ptr<Turn>& turn) {
     return true;
 }
 
-void CoachEngine::relayAnswered(const std::shared_ptr<Turn>& turn, Reply reply) {
-    if (!isCurrent(turn) || stateLost(turn)) {
-        return;
-    }
-    if (!reply.error) {
-        continueTurn(turn, std::move(reply.blocks));
-        return;
-    }
-    if (isDailyCap(reply.error)) {
-        failTurn(reply.error); // a used-up day is final
-        return;
-    }
-    // Any other failure is answered by the local program; when there is none, the relay's failure is shown.
-    turn->relayError = reply.error;
-    callClaude(turn);
-}
-
-void CoachEngine::callClaude(const std::shared_ptr<Turn>& turn) {
-    std::string system = turn->system;
-    if (system.find(dovrel::AgentTools::fenceOpener) == std::string::npos) {
-        system += "\n\n";
-        system += dovrel::AgentTools::instructions();
-    }
-    const std::string prompt = dovrel::Agent::flatten(system, turn->messages, userLabel, coachLabel);
-    const QPointer<CoachEngine> self(this);
-    ClaudeCLI::run(QString::fromStdString(prompt))
-        .then(QtFuture::Launch::Sync, [self, turn](QFuture<QString> run) {
-            auto [text, error] = outcome(run);
-            Reply reply;
-            reply.error = error;
-            if (!error) {
-                reply.blocks = dovrel::Agent::parseFlatResponse(text.toStdString(), turn->round);
-            }
-            onEngine(self, [turn, reply = std::move(reply)](CoachEngine& engine) mutable {
-                engine.claudeAnswered(turn, std::move(reply));
-            });
-        });
-}
-
-void CoachEngine::claudeAnswered(const std::shared_ptr<Turn>& turn, Reply reply) {
+void CoachEngine::providerAnswered(const std::shared_ptr<Turn>& turn, Reply reply) {
     if (!isCurrent(turn) || stateLost(turn)) {
         return;
     }
     if (reply.error) {
-        failTurn(turn->relayError && isNotInstalled(reply.error) ? turn->relayError : reply.error);
+        failTurn(reply.error);
         return;
-    }
-    // The program does not stream: its whole text is paced out as if it had.
-    if (!reply.blocks.empty()) {
-        if (const Block::Text* text = reply.blocks.front().asText(); text != nullptr && thinking_) {
-            enqueueDelta(text->text);
-        }
     }
     continueTurn(turn, std::move(reply.blocks));
 }
@@ -484,7 +403,7 @@ void CoachEngine::failTurn(std::exception_ptr error) {
     if (isDailyCap(error)) {
         setCapHit(true);
     } else {
-        setErrorText(describe(error));
+        setErrorText(failureText(error));
     }
     flushStream(true);
     setToolStatus(std::nullopt);
@@ -496,8 +415,8 @@ void CoachEngine::stop() {
         turn_->cancelled = true;
         // Only a call in flight is cancelled: the watcher that aborts its request is gone with a finished
         // one.
-        if (!turn_->relayCall.isFinished()) {
-            turn_->relayCall.cancel();
+        if (!turn_->call.isFinished()) {
+            turn_->call.cancel();
         }
         turn_.reset();
     }
@@ -610,9 +529,13 @@ void CoachEngine::startFreshSession(const std::string& key) {
 void CoachEngine::summarizeIntoMemory(const std::vector<CoachMessage>& turns, const std::string& key) {
     const std::string prompt =
         dovrel::CoachMemory::sessionSummaryPrompt(labelledLines(turns, turnsForSummary));
+    const std::shared_ptr<AIProvider> ai = provider();
+    if (!ai) {
+        return;
+    }
     const QPointer<CoachEngine> self(this);
     beginBackgroundWork();
-    AI::run(QString::fromStdString(prompt), summaryMaxTokens)
+    ai->run(QString::fromStdString(prompt), summaryMaxTokens)
         .then(QtFuture::Launch::Sync, [self, key](QFuture<QString> run) {
             auto [reply, error] = outcome(run);
             onEngine(self, [key, reply, error](CoachEngine& engine) {
@@ -648,9 +571,13 @@ void CoachEngine::updateMemory(const std::string& key) {
     }
     const std::string prompt = dovrel::CoachMemory::extractionPrompt(
         memory(key), labelledLines(withoutNotes(messages), recentTurnsForMemory));
+    const std::shared_ptr<AIProvider> ai = provider();
+    if (!ai) {
+        return;
+    }
     const QPointer<CoachEngine> self(this);
     beginBackgroundWork();
-    AI::run(QString::fromStdString(prompt), memoryMaxTokens)
+    ai->run(QString::fromStdString(prompt), memoryMaxTokens)
         .then(QtFuture::Launch::Sync, [self, key](QFuture<QString> run) {
             auto [reply, error] = outcome(run);
             onEngine(self, [key, reply, error](CoachEngine& engine) {
@@ -706,9 +633,14 @@ void CoachEngine::tweak(const std::string& draft, const std::string& style, cons
                                calibration + "\nReply with ONLY the rewritten message, nothing else.\n\n" +
                                draft;
 
+    const std::shared_ptr<AIProvider> ai = provider();
+    if (!ai) {
+        setTweakingDraft(std::nullopt);
+        return;
+    }
     const QPointer<CoachEngine> self(this);
     beginBackgroundWork();
-    AI::run(QString::fromStdString(prompt), tweakMaxTokens)
+    ai->run(QString::fromStdString(prompt), tweakMaxTokens)
         .then(QtFuture::Launch::Sync, [self, draft, messageID, key](QFuture<QString> run) {
             auto [reply, error] = outcome(run);
             onEngine(self, [draft, messageID, key, reply, error](CoachEngine& engine) {

@@ -2,6 +2,7 @@
 
 // moc of Qt 6.4 cannot parse the C++20 standard headers the core pulls in; it needs none of them.
 #ifndef Q_MOC_RUN
+#include "AI/AIProvider.h"
 #include "Coach/Agent.h"
 #include "Coach/CoachTools.h"
 #include "Measurement/PersonInsights.h"
@@ -84,6 +85,10 @@ public:
     AppState* state() const { return state_.data(); }
     void setState(AppState* state);
 
+    // Where the model calls go: the one set here, else the state's.
+    void setProvider(std::shared_ptr<AIProvider> provider) { provider_ = std::move(provider); }
+    std::shared_ptr<AIProvider> provider() const;
+
     bool thinking() const { return thinking_; }
     const std::string& streamText() const { return streamText_; }
     const std::optional<std::string>& toolStatus() const { return toolStatus_; }
@@ -145,9 +150,7 @@ private:
     void runTurn(const std::string& key, const std::optional<dovrel::PersonInsights>& person);
     void turnBody(const std::shared_ptr<Turn>& turn);
     void callProvider(const std::shared_ptr<Turn>& turn);
-    void callClaude(const std::shared_ptr<Turn>& turn);
-    void relayAnswered(const std::shared_ptr<Turn>& turn, Reply reply);
-    void claudeAnswered(const std::shared_ptr<Turn>& turn, Reply reply);
+    void providerAnswered(const std::shared_ptr<Turn>& turn, Reply reply);
     void continueTurn(const std::shared_ptr<Turn>& turn, std::vector<dovrel::Agent::Block> blocks);
     void runRoundTools(const std::shared_ptr<Turn>& turn, const std::shared_ptr<ToolRound>& round);
     void failTurn(std::exception_ptr error);
@@ -209,6 +212,7 @@ private:
     void forgetView();
 
     QPointer<AppState> state_;
+    std::shared_ptr<AIProvider> provider_;
     bool thinking_ = false;
     std::string streamText_;
     std::optional<std::string> toolStatus_;

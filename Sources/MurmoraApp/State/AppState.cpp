@@ -45,6 +45,7 @@ AppState::AppState(QObject* parent, Store store)
     Q_ASSERT(theInstance == nullptr);
     theInstance = this;
     utility_.setThreadPriority(QThread::LowPriority);
+    setAIProvider(makeDefaultProvider(network()));
     restore();
 }
 
@@ -278,7 +279,8 @@ void AppState::checkForUpdates() {
     }
     updateCheckStarted_ = true;
     // The check belongs to this state: when the state goes first, the answer is dropped with it.
-    UpdateCheck::check(this, [this](std::optional<UpdateCheck::Info> info) { setUpdate(std::move(info)); });
+    UpdateCheck::check(*network(), this,
+                       [this](std::optional<UpdateCheck::Info> info) { setUpdate(std::move(info)); });
 }
 
 void AppState::setUpdate(std::optional<UpdateCheck::Info> update) {

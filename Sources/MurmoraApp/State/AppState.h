@@ -2,6 +2,7 @@
 
 // moc of Qt 6.4 cannot parse the C++20 standard headers the core pulls in; it needs none of them.
 #ifndef Q_MOC_RUN
+#include "AI/AIProvider.h"
 #include "AI/UpdateCheck.h"
 #include "Coach/CoachMemory.h"
 #include "Measurement/GroupStats.h"
@@ -26,6 +27,7 @@
 
 class QQmlEngine;
 class QJSEngine;
+class QNetworkAccessManager;
 
 namespace murmora {
 
@@ -64,8 +66,9 @@ class AppState : public QObject {
     // Each group as {guid, name, title, participants, messageCount, lastMessage}; messages stay in C++.
     Q_PROPERTY(QVariantList groups READ qmlGroups NOTIFY groupsChanged)
     Q_PROPERTY(bool groupsLoading READ groupsLoading NOTIFY groupsLoadingChanged)
-    // Asked once, at the first read, and kept for the life of the process.
-    Q_PROPERTY(bool aiAvailable READ aiAvailable CONSTANT)
+    // Whether a model can be asked: found once, off the GUI thread, when the state starts (and again when its
+    // provider is replaced). False until the search ends.
+    Q_PROPERTY(bool aiAvailable READ aiAvailable NOTIFY aiAvailableChanged)
 
 public:
     enum class Phase { CheckingAccess, NeedsAccess, Learning, Ready, Failed };
@@ -126,7 +129,17 @@ public:
     const std::vector<dovrel::GroupThread>& groups() const { return groups_; }
     bool groupsLoading() const { return groupsLoading_; }
     bool groupsLoaded() const { return groupsLoaded_; }
-    bool aiAvailable();
+    bool aiAvailable() const { return aiAvailable_.value_or(false); }
+    // The search for a provider has ended; `aiAvailable` holds its answer.
+    bool aiDetected() const { return aiAvailable_.has_value(); }
+    // Calls `then` on the GUI thread with `aiAvailable` once the search has ended: at once when it has.
+    void whenAIDetected(std::function<void(bool available)> then);
+    // Where every model call of the application goes. The state makes the real one (the relay, else the
+    // `claude` program); tests put their own in, which starts the search again.
+    const std::shared_ptr<AIProvider>& aiProvider() const { return aiProvider_; }
+    void setAIProvider(std::shared_ptr<AIProvider> provider);
+    // The application's one network manager, for the relay and the update check.
+    QNetworkAccessManager* network();
 
     // Statistics of one group, computed at the first ask and kept for the life of the process.
     const dovrel::GroupStats& stats(const dovrel::GroupThread& group);
@@ -199,6 +212,7 @@ signals:
     void sharpeningArchetypeChanged();
     void groupsChanged();
     void groupsLoadingChanged();
+    void aiAvailableChanged();
     // A progress line or reveal as it is shown (also on runs that print instead of showing).
     void factShown(const QString& fact);
     // Every run ends with this, silent or not, succeeded or not.
@@ -267,6 +281,10 @@ private:
     bool groupsLoaded_ = false;
     std::map<std::string, dovrel::GroupStats> groupStatsCache_;
     std::optional<bool> aiAvailable_;
+    std::shared_ptr<AIProvider> aiProvider_;
+    int aiSearch_ = 0; // numbers the searches for a provider; only the latest one's answer counts
+    std::vector<std::function<void(bool)>> aiWaiting_;
+    QNetworkAccessManager* network_ = nullptr;
     std::chrono::milliseconds revealPause_{1100};
     int launchRunDays_ = 365;
     std::exception_ptr lastRunFailure_;

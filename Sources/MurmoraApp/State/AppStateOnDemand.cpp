@@ -1,6 +1,5 @@
 // What the state computes only when something asks: group chats and their statistics, proactive insights,
 // trends per person, and whether an AI provider is there.
-#include "AI/AI.h"
 #include "Foundation/Json.h"
 #include "MessageSources/DatabaseCopier.h"
 #include "MessageSources/MessageStore.h"
@@ -26,13 +25,6 @@ QVariant jsonVariant(const nlohmann::json& value) {
 }
 
 } // namespace
-
-bool AppState::aiAvailable() {
-    if (!aiAvailable_) {
-        aiAvailable_ = AI::available();
-    }
-    return *aiAvailable_;
-}
 
 const dovrel::GroupStats& AppState::stats(const dovrel::GroupThread& group) {
     if (const auto found = groupStatsCache_.find(group.guid); found != groupStatsCache_.end()) {

@@ -1,22 +1,19 @@
-#include "AI/AI.h"
+#include "AI/RelayProvider.h"
 
 #include "AI/AIError.h"
-#include "AI/ClaudeCLI.h"
 #include "AI/RelayConfig.h"
 
-#include <QCoreApplication>
 #include <QFutureWatcher>
 #include <QNetworkAccessManager>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QPromise>
-#include <QThread>
 #include <exception>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <optional>
 
-namespace murmora::AI {
+namespace murmora {
 namespace {
 
 using Json = nlohmann::json;
@@ -28,13 +25,6 @@ constexpr int chatTimeoutMs = 240'000;
 template <typename T> void fail(QPromise<T>& promise, std::exception_ptr error) {
     promise.setException(std::move(error));
     promise.finish();
-}
-
-// One manager per request, gone with it. On the application's thread it also belongs to the application, so
-// a request still running when the program ends is torn down with it.
-QNetworkAccessManager* newManager() {
-    QCoreApplication* app = QCoreApplication::instance();
-    return new QNetworkAccessManager(app && app->thread() == QThread::currentThread() ? app : nullptr);
 }
 
 // A POST to the relay with the application's secret and this installation's identity.
@@ -77,27 +67,86 @@ QString oneShotAnswer(QNetworkReply& reply) {
     return QString::fromStdString(answer.at("text").get<std::string>());
 }
 
-// One call of the relay's one-shot route.
-QFuture<QString> relay(const QString& prompt, int maxTokens) {
+// The length of the line still open after `chunk`, given `pending` before it; a line that grows beyond the
+// limit throws. Lines end at "\n" or "\r".
+std::size_t pendingAfter(std::size_t pending, const QByteArray& chunk) {
+    for (const char byte : chunk) {
+        if (byte == '\n' || byte == '\r') {
+            pending = 0;
+        } else if (++pending > RelayProvider::maxLineBytes) {
+            throw RelayStreamError(RelayStreamError::Case::tooLarge);
+        }
+    }
+    return pending;
+}
+
+// What a 200 that ended in a transport error stands for.
+RelayStreamError brokenStream(const QNetworkReply& reply) {
+    return RelayStreamError(reply.error() == QNetworkReply::OperationCanceledError ||
+                                    reply.error() == QNetworkReply::TimeoutError
+                                ? RelayStreamError::Case::timedOut
+                                : RelayStreamError::Case::connectionLost);
+}
+
+// A streaming chat call in flight. Touched only on the network manager's thread.
+struct ChatCall {
+    QPromise<std::vector<Block>> promise;
+    std::optional<dovrel::Agent::SSECollector> collector;
+    std::size_t pendingLine = 0; // bytes of the line not ended yet
+    bool settled = false;        // the promise has its outcome; nothing more is read or reported
+};
+
+// Hands bytes of the body to the collector. A relay that never ends a line would otherwise grow the
+// collector's buffer without bound.
+void feed(ChatCall& call, const QByteArray& chunk) {
+    call.pendingLine = pendingAfter(call.pendingLine, chunk);
+    call.collector->feed(std::string_view(chunk.constData(), static_cast<std::size_t>(chunk.size())));
+}
+
+} // namespace
+
+RelayProvider::RelayProvider(QNetworkAccessManager* network)
+    : network_(network) {}
+
+bool RelayProvider::detect() {
+    return RelayConfig::isConfigured();
+}
+
+QFuture<QString> RelayProvider::run(const QString& prompt, int maxTokens) {
     auto promise = std::make_shared<QPromise<QString>>();
     QFuture<QString> future = promise->future();
     promise->start();
     try {
         const QUrl url = RelayConfig::endpoint(QStringLiteral("/v1/ai"));
-        if (!url.isValid()) {
+        if (!url.isValid() || network_.isNull()) {
             throw AIError::unreachable();
         }
         const std::string body = Json{{"prompt", prompt.toStdString()}, {"max_tokens", maxTokens}}.dump();
-        QNetworkAccessManager* manager = newManager();
-        QNetworkReply* reply = post(*manager, url, QByteArray::fromStdString(body), oneShotTimeoutMs);
-        QObject::connect(reply, &QNetworkReply::finished, manager, [promise, manager, reply] {
+        QNetworkReply* reply = post(*network_, url, QByteArray::fromStdString(body), oneShotTimeoutMs);
+        auto settled = std::make_shared<bool>(false);
+        // An answer bigger than any real one is not kept: the call fails as soon as it shows.
+        QObject::connect(reply, &QNetworkReply::readyRead, reply, [promise, reply, settled] {
+            if (!*settled && static_cast<std::size_t>(reply->bytesAvailable()) > maxAnswerBytes) {
+                *settled = true;
+                fail(*promise, std::make_exception_ptr(RelayStreamError(RelayStreamError::Case::tooLarge)));
+                QMetaObject::invokeMethod(reply, &QNetworkReply::abort, Qt::QueuedConnection);
+            }
+        });
+        QObject::connect(reply, &QNetworkReply::finished, reply, [promise, reply, settled] {
+            reply->deleteLater();
+            if (*settled) {
+                return;
+            }
             try {
+                // The whole body may arrive at once, after the last look of the check above.
+                if (static_cast<std::size_t>(reply->bytesAvailable()) > maxAnswerBytes) {
+                    throw RelayStreamError(RelayStreamError::Case::tooLarge);
+                }
                 promise->addResult(oneShotAnswer(*reply));
                 promise->finish();
             } catch (...) {
                 fail(*promise, std::current_exception());
             }
-            manager->deleteLater();
         });
     } catch (...) {
         fail(*promise, std::current_exception());
@@ -105,64 +154,7 @@ QFuture<QString> relay(const QString& prompt, int maxTokens) {
     return future;
 }
 
-// A streaming chat call in flight. Touched only on the thread that started it.
-struct ChatCall {
-    QPromise<std::vector<Block>> promise;
-    std::optional<dovrel::Agent::SSECollector> collector;
-    bool settled = false; // the promise has its outcome; nothing more is read or reported
-};
-
-} // namespace
-
-bool available() {
-    return RelayConfig::isConfigured() || ClaudeCLI::detect().has_value();
-}
-
-QFuture<QString> run(const QString& prompt, int maxTokens) {
-    if (!RelayConfig::isConfigured()) {
-        return ClaudeCLI::run(prompt);
-    }
-    auto promise = std::make_shared<QPromise<QString>>();
-    QFuture<QString> future = promise->future();
-    promise->start();
-    relay(prompt, maxTokens).then(QtFuture::Launch::Sync, [promise, prompt](QFuture<QString> answer) {
-        std::exception_ptr relayError;
-        try {
-            promise->addResult(answer.result());
-            promise->finish();
-            return;
-        } catch (const AIError& error) {
-            if (error.errorCase() == AIError::Case::dailyCap) {
-                // A used-up day is final: the local program is not asked either.
-                fail(*promise, std::current_exception());
-                return;
-            }
-            relayError = std::current_exception();
-        } catch (...) {
-            relayError = std::current_exception();
-        }
-        // The program's own search decides whether it is there; when it is not, the relay's failure is the
-        // one to report.
-        ClaudeCLI::run(prompt).then(QtFuture::Launch::Sync, [promise, relayError](QFuture<QString> local) {
-            try {
-                promise->addResult(local.result());
-                promise->finish();
-            } catch (const ClaudeCLI::CLIError& error) {
-                fail(*promise, error.errorCase() == ClaudeCLI::CLIError::Case::notInstalled
-                                   ? relayError
-                                   : std::current_exception());
-            } catch (...) {
-                fail(*promise, std::current_exception());
-            }
-        });
-    });
-    return future;
-}
-
-QFuture<std::vector<Block>> chatViaRelay(const std::string& system,
-                                         const std::vector<dovrel::Agent::ChatMessage>& messages,
-                                         const std::vector<dovrel::Agent::ToolDef>& tools, int maxTokens,
-                                         DeltaHandler onDelta) {
+QFuture<std::vector<Block>> RelayProvider::chat(const ChatRound& round, DeltaHandler onDelta) {
     auto call = std::make_shared<ChatCall>();
     QFuture<std::vector<Block>> future = call->promise.future();
     call->promise.start();
@@ -170,11 +162,11 @@ QFuture<std::vector<Block>> chatViaRelay(const std::string& system,
     QByteArray body;
     const QUrl url = RelayConfig::endpoint(QStringLiteral("/v1/chat"));
     try {
-        if (!url.isValid()) {
+        if (!url.isValid() || network_.isNull()) {
             throw AIError::unreachable();
         }
-        body =
-            QByteArray::fromStdString(dovrel::Agent::requestBody(system, messages, tools, maxTokens).dump());
+        body = QByteArray::fromStdString(
+            dovrel::Agent::requestBody(round.system, round.messages, round.tools, round.maxTokens).dump());
     } catch (...) {
         fail(call->promise, std::current_exception());
         return future;
@@ -189,8 +181,7 @@ QFuture<std::vector<Block>> chatViaRelay(const std::string& system,
         }
     });
 
-    QNetworkAccessManager* manager = newManager();
-    QNetworkReply* reply = post(*manager, url, body, chatTimeoutMs);
+    QNetworkReply* reply = post(*network_, url, body, chatTimeoutMs);
 
     const auto settleWith = [call, reply](std::exception_ptr error) {
         if (call->settled) {
@@ -226,23 +217,21 @@ QFuture<std::vector<Block>> chatViaRelay(const std::string& system,
         return true;
     };
 
-    QObject::connect(reply, &QNetworkReply::metaDataChanged, manager, [statusAccepted] { statusAccepted(); });
+    QObject::connect(reply, &QNetworkReply::metaDataChanged, reply, [statusAccepted] { statusAccepted(); });
 
-    QObject::connect(reply, &QNetworkReply::readyRead, manager, [call, reply, statusAccepted, settleWith] {
+    QObject::connect(reply, &QNetworkReply::readyRead, reply, [call, reply, statusAccepted, settleWith] {
         if (!statusAccepted()) {
             return;
         }
-        const QByteArray chunk = reply->readAll();
         try {
-            call->collector->feed(
-                std::string_view(chunk.constData(), static_cast<std::size_t>(chunk.size())));
+            feed(*call, reply->readAll());
         } catch (...) {
             settleWith(std::current_exception());
         }
     });
 
-    QObject::connect(reply, &QNetworkReply::finished, manager, [call, manager, reply] {
-        manager->deleteLater();
+    QObject::connect(reply, &QNetworkReply::finished, reply, [call, reply] {
+        reply->deleteLater();
         if (call->settled) {
             return;
         }
@@ -255,12 +244,12 @@ QFuture<std::vector<Block>> chatViaRelay(const std::string& system,
             if (std::optional<AIError> failure = statusFailure(*reply)) {
                 throw *failure;
             }
-            // The stream broke off, or went quiet past the time limit: the blocks so far are no answer.
+            // The stream broke off after its 200, or went quiet past the time limit: the blocks so far are no
+            // answer, and the transport's own failure is the one to tell.
             if (reply->error() != QNetworkReply::NoError) {
-                throw AIError::unreachable();
+                throw brokenStream(*reply);
             }
-            const QByteArray rest = reply->readAll();
-            call->collector->feed(std::string_view(rest.constData(), static_cast<std::size_t>(rest.size())));
+            feed(*call, reply->readAll());
             call->promise.addResult(call->collector->finish());
             call->promise.finish();
         } catch (...) {
@@ -269,8 +258,8 @@ QFuture<std::vector<Block>> chatViaRelay(const std::string& system,
     });
 
     // The coach's stop button cancels the future; that aborts the request, whose end then settles the call.
-    auto* watcher = new QFutureWatcher<std::vector<Block>>(manager);
-    QObject::connect(watcher, &QFutureWatcherBase::canceled, manager, [call, reply] {
+    auto* watcher = new QFutureWatcher<std::vector<Block>>(reply);
+    QObject::connect(watcher, &QFutureWatcherBase::canceled, reply, [call, reply] {
         if (!call->settled) {
             reply->abort();
         }
@@ -279,4 +268,4 @@ QFuture<std::vector<Block>> chatViaRelay(const std::string& system,
     return future;
 }
 
-} // namespace murmora::AI
+} // namespace murmora

@@ -1,0 +1,151 @@
+#include "Controllers/PersonTrendsController.h"
+
+#include "Measurement/Topics.h"
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QThreadPool>
+#include <QTimeZone>
+
+namespace murmora {
+
+int MonthPointModel::rowCount(const QModelIndex& parent) const {
+    return parent.isValid() ? 0 : static_cast<int>(points_.size());
+}
+
+QVariant MonthPointModel::data(const QModelIndex& index, int role) const {
+    if (!index.isValid() || index.row() < 0 || static_cast<std::size_t>(index.row()) >= points_.size()) {
+        return {};
+    }
+    const dovrel::Trends::MonthPoint& point = points_[static_cast<std::size_t>(index.row())];
+    switch (role) {
+    case MonthRole:
+        return QDateTime::fromMSecsSinceEpoch(static_cast<qint64>(point.month.unixTime() * 1000.0),
+                                              QTimeZone::utc());
+    case CountRole:
+        return point.count;
+    case MyShareRole:
+        return point.myShare;
+    case WarmthRole:
+        return point.warmth ? QVariant(*point.warmth) : QVariant();
+    default:
+        return {};
+    }
+}
+
+QHash<int, QByteArray> MonthPointModel::roleNames() const {
+    return {{MonthRole, "month"}, {CountRole, "count"}, {MyShareRole, "myShare"}, {WarmthRole, "warmth"}};
+}
+
+void MonthPointModel::reset(std::vector<dovrel::Trends::MonthPoint> points) {
+    if (points == points_) {
+        return;
+    }
+    beginResetModel();
+    points_ = std::move(points);
+    endResetModel();
+}
+
+PersonTrendsController::PersonTrendsController(QObject* parent)
+    : QObject(parent)
+    , points_(this) {}
+
+void PersonTrendsController::setState(AppState* state) {
+    if (state_ == state) {
+        return;
+    }
+    if (state_) {
+        disconnect(state_, nullptr, this, nullptr);
+    }
+    state_ = state;
+    if (state != nullptr) {
+        connect(state, &AppState::trendsCacheChanged, this, &PersonTrendsController::showCached);
+    }
+    emit stateChanged();
+    showCached();
+}
+
+void PersonTrendsController::setHandle(const QString& handle) {
+    if (handle_ == handle) {
+        return;
+    }
+    handle_ = handle;
+    ++load_;
+    topics_.clear();
+    emit topicsChanged();
+    setLoading(false);
+    emit handleChanged();
+    showCached();
+}
+
+void PersonTrendsController::showCached() {
+    const AppState* state = state_.data();
+    std::vector<dovrel::Trends::MonthPoint> points;
+    if (state != nullptr) {
+        if (const auto found = state->trendsCache().find(handle_.toStdString());
+            found != state->trendsCache().end()) {
+            points = found->second;
+        }
+    }
+    points_.reset(std::move(points));
+}
+
+void PersonTrendsController::load() {
+    AppState* state = state_.data();
+    if (state == nullptr) {
+        return;
+    }
+    const std::string handle = handle_.toStdString();
+    const auto thread = state->threadsByHandle().find(handle);
+    if (thread == state->threadsByHandle().end()) {
+        return;
+    }
+    const bool needsMonths = !state->trendsCache().contains(handle);
+    std::vector<dovrel::RawMessage> messages;
+    std::vector<std::string> mine;
+    for (const dovrel::RawMessage& message : thread->second.messages) {
+        if (message.isFromMe) {
+            mine.push_back(message.text);
+        }
+    }
+    if (needsMonths) {
+        messages = thread->second.messages;
+    }
+    setLoading(true);
+    const int load = ++load_;
+    const QPointer<PersonTrendsController> self(this);
+    QThreadPool::globalInstance()->start([self, load, handle, needsMonths, messages = std::move(messages),
+                                          mine = std::move(mine), calendar = state->environment().calendar] {
+        std::vector<dovrel::Trends::MonthPoint> points;
+        if (needsMonths) {
+            points = dovrel::Trends::monthly(messages, calendar);
+        }
+        QStringList words;
+        for (const dovrel::Topics::WordCount& word : dovrel::Topics::topWords(mine, topicCount)) {
+            words.append(QString::fromStdString(word.word));
+        }
+        QMetaObject::invokeMethod(
+            QCoreApplication::instance(),
+            [self, load, handle, needsMonths, points = std::move(points), words]() mutable {
+                if (!self || load != self->load_) {
+                    return; // gone, or showing someone else by now
+                }
+                if (needsMonths && self->state_) {
+                    self->state_->storeTrends(handle, std::move(points));
+                }
+                self->topics_ = words;
+                emit self->topicsChanged();
+                self->setLoading(false);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void PersonTrendsController::setLoading(bool loading) {
+    if (loading_ != loading) {
+        loading_ = loading;
+        emit loadingChanged();
+    }
+}
+
+} // namespace murmora
