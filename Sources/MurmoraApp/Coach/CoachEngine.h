@@ -4,6 +4,7 @@
 #ifndef Q_MOC_RUN
 #include "Coach/Agent.h"
 #include "Coach/CorpusTools.h"
+#include "Measurement/GroupStats.h"
 #include "Measurement/PersonInsights.h"
 #include "Measurement/Trends.h"
 #include "MessageSources/GroupRecords.h"
@@ -223,6 +224,7 @@ private:
     std::string statsLines(const dovrel::PersonInsights& insights) const;
     std::string overviewLines() const;
     std::string groupStatsLines(const dovrel::GroupThread& group) const;
+    dovrel::GroupStats groupStats(const dovrel::GroupThread& group) const;
     std::vector<dovrel::Trends::MonthPoint> trendPoints(const std::string& handle,
                                                         const dovrel::ContactThread& thread,
                                                         const dovrel::Calendar& calendar) const;
