@@ -10,6 +10,7 @@
 #include <QSettings>
 #include <QThread>
 #include <exception>
+#include <utility>
 
 namespace murmora {
 namespace {
@@ -225,7 +226,10 @@ void AppState::apply(Generator::Result result, int days, bool silent) {
     people_ = std::move(result.people);
     names_ = std::move(result.names);
     wrappedURL_ = std::move(result.wrappedURL);
-    corpus_ = std::make_shared<const ThreadsByHandle>(std::move(result.threadsByHandle));
+    std::shared_ptr<const ThreadsByHandle> earlier =
+        std::exchange(corpus_, std::make_shared<const ThreadsByHandle>(std::move(result.threadsByHandle)));
+    // Freed on a worker: at a million messages that takes longer than a frame.
+    utility_.start([earlier = std::move(earlier)]() mutable { earlier.reset(); });
     readCounts_ = result.readCounts;
     messageCount_ = 0;
     for (const auto& [handle, thread] : *corpus_) {
