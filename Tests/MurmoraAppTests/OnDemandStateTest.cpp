@@ -4,6 +4,7 @@
 #include "State/AppState.h"
 #include "TestHome.h"
 
+#include <algorithm>
 #include <fstream>
 #include <nlohmann/json.hpp>
 #endif
@@ -26,7 +27,15 @@ private slots:
 
     // One load at a time, never repeated; names of members are merged without overwriting, and a later learn
     // run puts back the names of one-to-one people only. Statistics come from the cache the load filled.
+    // Without access nothing starts; a failed read is finished (the coach's tools answer as for no groups),
+    // goes to the log, and a later call tries again.
     void groupsLoadOnceAndMergeNames() {
+        AppState state(nullptr);
+        Insights& insights = *state.insights();
+        state.setEnvironment(home_->environment());
+        insights.loadGroups();
+        QCOMPARE(insights.groupStatus(), Status::NotLoaded);
+
         const demohome::DemoHomeResult written = home_->generate(5, 4000);
         const nlohmann::json summary = nlohmann::json::parse(std::ifstream(written.summary));
         std::size_t expectedGroups = 0;
@@ -34,21 +43,28 @@ private slots:
             expectedGroups += group.at("messages").get<int>() >= 25 && group.at("participants").size() >= 2;
         }
         QVERIFY(expectedGroups > 0);
-
-        AppState state(nullptr);
-        Insights& insights = *state.insights();
         learn(state);
         const std::map<std::string, std::string> oneToOneNames = state.names();
+        home_->damageDatabase();
+        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^Could not read the group chats: .+"));
         QSignalSpy status(&insights, &Insights::groupStatusChanged);
+        insights.loadGroups();
+        QVERIFY(status.wait(30000));
+        QCOMPARE(insights.groupStatus(), Status::Failed);
+        QCOMPARE(state.coach()->execute({"t", "groups", "{}"}, std::nullopt).result,
+                 std::string("No group chats with enough history."));
+        QCOMPARE(insights.groupStatus(), Status::Failed); // the coach does not start it over and over
+
+        home_->generate(5, 4000);
+        status.clear();
         insights.loadGroups();
         QCOMPARE(insights.groupStatus(), Status::Loading);
         insights.loadGroups(); // ignored while the first load runs
         QVERIFY(status.wait(30000));
         QCOMPARE(insights.groupStatus(), Status::Loaded);
         QCOMPARE(insights.groups().size(), expectedGroups);
-        for (const auto& [handle, name] : oneToOneNames) {
-            QCOMPARE(state.names().at(handle), name);
-        }
+        QVERIFY(std::includes(state.names().begin(), state.names().end(), oneToOneNames.begin(),
+                              oneToOneNames.end()));
         QVERIFY(state.names().size() > oneToOneNames.size());
         insights.loadGroups();
         QTest::qWait(50);
@@ -73,36 +89,6 @@ private slots:
         QCOMPARE(insights.stats(insights.groups().front()), cached);
     }
 
-    // Without access nothing starts; a failed read is finished (the coach's tools answer as for no groups),
-    // goes to the log, and a later call tries again.
-    void failedGroupLoadIsFinishedAndRetried() {
-        AppState state(nullptr);
-        Insights& insights = *state.insights();
-        state.setEnvironment(home_->environment());
-        insights.loadGroups();
-        QCOMPARE(insights.groupStatus(), Status::NotLoaded);
-
-        home_->generate(5, 4000);
-        learn(state);
-        home_->damageDatabase();
-        QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^Could not read the group chats: .+"));
-        QSignalSpy status(&insights, &Insights::groupStatusChanged);
-        insights.loadGroups();
-        QVERIFY(insights.groupsLoading());
-        QVERIFY(status.wait(30000));
-        QCOMPARE(insights.groupStatus(), Status::Failed);
-        QVERIFY(!insights.groupsLoading());
-        const murmora::CoachEngine::ToolOutput answer =
-            state.coach()->execute(dovrel::Agent::ToolUse{"t", "groups", "{}"}, std::nullopt);
-        QCOMPARE(answer.result, std::string("No group chats with enough history."));
-        QCOMPARE(insights.groupStatus(), Status::Failed); // the coach does not start it over and over
-
-        home_->generate(5, 4000);
-        insights.loadGroups();
-        QTRY_COMPARE_WITH_TIMEOUT(insights.groupStatus(), Status::Loaded, 30000);
-        QVERIFY(!insights.groups().empty());
-    }
-
     // Proactive insights follow the threads of each run; trends are filled on demand, never replaced, and
     // emptied by a finished run.
     void proactiveAndTrendsFollowRuns() {
@@ -114,13 +100,11 @@ private slots:
         QCOMPARE(insights.proactiveLoading(), false);
 
         learn(state);
-        std::vector<dovrel::ContactThread> threads;
-        for (const auto& [handle, thread] : state.threadsByHandle()) {
-            threads.push_back(thread);
-        }
+        std::vector<const dovrel::ContactThread*> threads;
         std::vector<std::string> top;
         for (const dovrel::PersonInsights& person : state.people()) {
             top.push_back(person.handleID);
+            threads.push_back(&state.threadsByHandle().at(person.handleID));
         }
         const auto resolve = [&state](const std::string& handle) {
             return state.name(handle, state.threadsByHandle().at(handle).displayName);
