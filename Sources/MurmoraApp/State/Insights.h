@@ -37,6 +37,7 @@ class Insights : public QObject {
 
 public:
     // Where the group chats are. A failed load is finished like a loaded one; the next loadGroups() retries.
+    // After asking for a load, only Loading is worth waiting for: NotLoaded then means it could not start.
     enum class GroupStatus { NotLoaded, Loading, Loaded, Failed };
     Q_ENUM(GroupStatus)
 
@@ -81,6 +82,7 @@ signals:
     void groupStatsReady(const QString& guid);
     void proactiveChanged();
     void proactiveLoadingChanged();
+    // The points of `handle` arrived; an empty handle: all of them went, after a learn run.
     void trendsChanged(const QString& handle);
 
 private:
