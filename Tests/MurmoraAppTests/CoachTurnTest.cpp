@@ -90,10 +90,10 @@ private slots:
         useRelay(true);
         QDir(home_->path() + "/claude").removeRecursively();
         QFile::remove(claudePath());
-        for (const auto& [key, messages] : state_->coachTranscripts()) {
+        for (const auto& [key, messages] : state_->coachStore()->coachTranscripts()) {
             state_->setTranscript(key, {});
         }
-        for (const auto& [key, entries] : state_->coachMemory()) {
+        for (const auto& [key, entries] : state_->coachStore()->coachMemory()) {
             state_->setMemory(key, {});
         }
         engine_ = std::make_unique<CoachEngine>();
@@ -131,7 +131,7 @@ private slots:
         const CoachEngine::ToolOutput searched = ranTool(search);
         const CoachEngine::ToolOutput counted = ranTool(count);
         QCOMPARE(ran.count(), qsizetype{2});
-        const std::vector<CoachMessage>& stored = state_->coachTranscripts().at("");
+        const std::vector<CoachMessage>& stored = state_->coachStore()->coachTranscripts().at("");
         QCOMPARE(stored.size(), std::size_t{2});
         QCOMPARE(stored[1].role, CoachMessage::Role::coach);
         QCOMPARE(stored[1].text, std::string("You text about dinner a lot."));
@@ -160,7 +160,7 @@ private slots:
         QVERIFY(ai_->calls[2].prompt.contains(
             QStringLiteral("[Me] What do I talk about?\n[Coach] You text about dinner a lot.")));
         QCOMPARE(ai_->calls[2].maxTokens, 300);
-        const std::vector<dovrel::MemoryEntry>& memory = state_->coachMemory().at("");
+        const std::vector<dovrel::MemoryEntry>& memory = state_->coachStore()->coachMemory().at("");
         QCOMPARE(memory.size(), std::size_t{1});
         QCOMPARE(memory[0].text, std::string("Reply to Sam within a day"));
         const std::optional<dovrel::Artifacts> saved = Store().readArtifacts();
@@ -180,7 +180,7 @@ private slots:
         engine_->send("Tell me everything", std::nullopt);
         waitForTurn();
         QCOMPARE(ai_->calls.size(), 9); // and the memory update
-        const CoachMessage& answer = state_->coachTranscripts().at("").back();
+        const CoachMessage& answer = state_->coachStore()->coachTranscripts().at("").back();
         QCOMPARE(answer.text, std::string("\u2026"));
         QVERIFY(answer.sources);
         QCOMPARE(answer.sources->size(), std::size_t{7});
@@ -199,7 +199,7 @@ private slots:
         waitForTurn();
         QVERIFY2(!engine_->errorText(), engine_->errorText().value_or("").c_str());
         const CoachEngine::ToolOutput counted = ranTool(ToolUse{"cli-0", "count", R"({"terms":"haha"})"});
-        const CoachMessage& answer = state_->coachTranscripts().at("").back();
+        const CoachMessage& answer = state_->coachStore()->coachTranscripts().at("").back();
         QCOMPARE(answer.text, std::string("You laugh in most of your chats."));
         QCOMPARE(answer.sources, std::optional(std::vector<std::string>{counted.status}));
 
@@ -213,7 +213,7 @@ private slots:
         QVERIFY(!QFileInfo::exists(home_->path() + "/claude/turn-3.prompt"));
         QCOMPARE(server_->requestCount(), 0);
 
-        QTRY_COMPARE_WITH_TIMEOUT(state_->coachMemory().count(""), std::size_t{1}, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(state_->coachStore()->coachMemory().count(""), std::size_t{1}, 10000);
         QVERIFY(readClaude("memory-1.prompt")
                     .contains(QStringLiteral("[Coach] You laugh in most of your chats.")));
     }
@@ -247,7 +247,7 @@ private slots:
         waitForTurn();
         QVERIFY(!engine_->errorText());
         QCOMPARE(ai_->calls.size(), 5); // the 4th message updates it
-        const std::vector<CoachMessage>& stored = state_->coachTranscripts().at("");
+        const std::vector<CoachMessage>& stored = state_->coachStore()->coachTranscripts().at("");
         QCOMPARE(stored.size(), std::size_t{5});
         QCOMPARE(stored[2].text, std::string("Third"));
     }
@@ -268,7 +268,7 @@ private slots:
         ai_->answer({Block::text("never shown")}, {"never shown"});
         QTest::qWait(300);
         QCOMPARE(engine_->streamText(), std::string());
-        QCOMPARE(state_->coachTranscripts().at("").size(), std::size_t{1});
+        QCOMPARE(state_->coachStore()->coachTranscripts().at("").size(), std::size_t{1});
         QCOMPARE(ai_->calls.size(), 2);
         disconnect(engine_.get(), nullptr, this, nullptr);
 
@@ -283,7 +283,7 @@ private slots:
         QCOMPARE(ran.count(), qsizetype{1});
         QVERIFY(!engine_->thinking());
         QCOMPARE(ai_->calls.size(), 3);
-        QCOMPARE(state_->coachTranscripts().at("").size(), std::size_t{1});
+        QCOMPARE(state_->coachStore()->coachTranscripts().at("").size(), std::size_t{1});
     }
 
     // A person chat: the note opens an empty transcript and never reaches the model; only the last 16 turns
@@ -301,7 +301,7 @@ private slots:
         ai_->answer(QStringLiteral("{\"ops\":[]}"));
         engine_->send("Hi", person);
         waitForTurn();
-        std::vector<CoachMessage> stored = state_->coachTranscripts().at(person.handleID);
+        std::vector<CoachMessage> stored = state_->coachStore()->coachTranscripts().at(person.handleID);
         QCOMPARE(stored.size(), std::size_t{3});
         QCOMPARE(stored[0].role, CoachMessage::Role::note);
         QCOMPARE(stored[0].text, "Reading your last 100 messages with " +
@@ -319,7 +319,7 @@ private slots:
             waitForTurn();
             QCOMPARE(memoryUpdates(), expected);
         }
-        QCOMPARE(state_->coachTranscripts().at(person.handleID).size(), std::size_t{9});
+        QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).size(), std::size_t{9});
 
         // Twenty turns, a note among them: the model gets the last sixteen, the new message last.
         std::vector<CoachMessage> history{message(CoachMessage::Role::note, "a note", now)};
@@ -358,13 +358,13 @@ private slots:
         state_->setTranscript(person.handleID, turns(4, 21601));
         engine_->send("New day", person);
         waitForTurn();
-        QCOMPARE(state_->coachTranscripts().at(person.handleID).size(),
+        QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).size(),
                  std::size_t{3}); // note, message, answer
         QVERIFY(ai_->calls[0].prompt.startsWith(QStringLiteral("Summarize this coaching session")));
         QVERIFY(ai_->calls[0].prompt.contains(
             QStringLiteral("[Me] old 0\n[Coach] old 1\n[Me] old 2\n[Coach] old 3")));
         QCOMPARE(ai_->calls[0].maxTokens, 100);
-        const std::vector<dovrel::MemoryEntry>& memory = state_->coachMemory().at(person.handleID);
+        const std::vector<dovrel::MemoryEntry>& memory = state_->coachStore()->coachMemory().at(person.handleID);
         QVERIFY(std::any_of(memory.begin(), memory.end(), [](const dovrel::MemoryEntry& entry) {
             return entry.kind == dovrel::MemoryEntry::Kind::session &&
                    entry.text == "Worked on replying faster to Sam.";
@@ -374,10 +374,10 @@ private slots:
         const qsizetype asked = ai_->calls.size();
         state_->setTranscript(person.handleID, turns(3, 21600));
         engine_->archiveIfStale(person.handleID);
-        QCOMPARE(state_->coachTranscripts().at(person.handleID).size(), std::size_t{3});
+        QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).size(), std::size_t{3});
         state_->setTranscript(person.handleID, turns(3, 21601));
         engine_->archiveIfStale(person.handleID);
-        QVERIFY(state_->coachTranscripts().at(person.handleID).empty());
+        QVERIFY(state_->coachStore()->coachTranscripts().at(person.handleID).empty());
         QCOMPARE(ai_->calls.size(), asked);
 
         // While a turn runs nothing is closed.
@@ -385,13 +385,13 @@ private slots:
         engine_->send("hello", std::nullopt);
         state_->setTranscript("", turns(4, 90000));
         engine_->archiveIfStale(std::string());
-        QCOMPARE(state_->coachTranscripts().at("").size(), std::size_t{4});
+        QCOMPARE(state_->coachStore()->coachTranscripts().at("").size(), std::size_t{4});
         engine_->stop();
 
         // The new chat summarizes two turns, not one.
         state_->setTranscript("", turns(1, 0));
         engine_->startFreshSession(std::string());
-        QVERIFY(state_->coachTranscripts().at("").empty());
+        QVERIFY(state_->coachStore()->coachTranscripts().at("").empty());
         QCOMPARE(ai_->calls.size(), asked); // the stopped turn never got to ask
         state_->setTranscript("", turns(2, 0));
         engine_->startFreshSession(std::string());
@@ -426,7 +426,7 @@ private slots:
                            "characters, 25% of my messages use emoji.\nReply with ONLY the rewritten "
                            "message, nothing else.\n\nrunning late"));
         QCOMPARE(ai_->calls[0].maxTokens, 200);
-        const CoachMessage& rewritten = state_->coachTranscripts().at(person.handleID).front();
+        const CoachMessage& rewritten = state_->coachStore()->coachTranscripts().at(person.handleID).front();
         QCOMPARE(rewritten.text, std::string("Try: \"omw, 10 min!\" or just \"omw, 10 min!\"."));
         QCOMPARE(rewritten.id, answer.id);
         QCOMPARE(rewritten.date, answer.date);
@@ -438,12 +438,12 @@ private slots:
             QTRY_VERIFY(!engine_->tweakingDraft());
         };
         tweak(QString(1000, QLatin1Char('x')), answer.id);
-        QCOMPARE(state_->coachTranscripts().at(person.handleID).front(), rewritten);
+        QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).front(), rewritten);
         tweak(QStringLiteral("x"), "NO-SUCH-ID");
-        QCOMPARE(state_->coachTranscripts().at(person.handleID).front(), rewritten);
+        QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).front(), rewritten);
         // 999 characters are still a text message; without a person there is no calibration.
         tweak(QString(999, QLatin1Char('y')), answer.id);
-        QCOMPARE(state_->coachTranscripts().at(person.handleID).front().text,
+        QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).front().text,
                  "Try: \"" + std::string(999, 'y') + ", 10 min!\" or just \"" + std::string(999, 'y') +
                      ", 10 min!\".");
         QVERIFY(!ai_->calls.back().prompt.contains(QStringLiteral("calibration")));

@@ -5,6 +5,7 @@
 #include "Coach/CoachPrompt.h"
 #include "Format/Fmt.h"
 #include "Platform/PostTo.h"
+#include "State/Insights.h"
 
 #include <QThreadPool>
 #include <algorithm>
@@ -35,7 +36,7 @@ void CoachEngine::setState(AppState* state) {
                                    &AppState::namesChanged, &AppState::statsChanged}) {
             connect(state, changed, this, &CoachEngine::forgetView);
         }
-        connect(state, &AppState::groupsChanged, this, [this] {
+        connect(state->insights(), &Insights::groupsChanged, this, [this] {
             groupStats_.clear();
             forgetView();
         });
@@ -56,18 +57,17 @@ dovrel::CoachTools::CorpusView CoachEngine::corpusView() {
     // Copied once per change of the state, so that a worker reads them while the state goes on.
     if (!viewCurrent_) {
         view_.people = std::make_shared<const std::vector<dovrel::PersonInsights>>(state->people());
-        view_.threads = std::make_shared<const std::unordered_map<std::string, dovrel::ContactThread>>(
-            state->threadsByHandle());
+        view_.threads = state->corpus();
         view_.names = std::make_shared<const std::map<std::string, std::string>>(state->names());
         view_.stats =
             state->stats() ? std::make_shared<const dovrel::WrappedStats>(*state->stats()) : nullptr;
-        view_.groups = std::make_shared<const std::vector<dovrel::GroupThread>>(state->groups());
+        view_.groups = state->insights()->sharedGroups();
         viewCurrent_ = true;
     }
     dovrel::CoachTools::CorpusView view = view_;
     view.groupStats = std::make_shared<const std::map<std::string, dovrel::GroupStats>>(groupStats_);
     view.trends = std::make_shared<const std::map<std::string, std::vector<dovrel::Trends::MonthPoint>>>(
-        state->trendsCache());
+        state->insights()->trendsCache());
     const Generator::Environment environment = state->environment();
     view.calendar = environment.calendar;
     view.now = environment.now.value_or(dovrel::Date::now());
@@ -78,11 +78,18 @@ dovrel::CoachTools::CorpusView CoachEngine::corpusView() {
 
 GroupStatus CoachEngine::groupStatus(bool needed) {
     AppState* const state = state_.data();
-    if (state == nullptr || state->groupsLoaded()) {
-        return state == nullptr ? GroupStatus::unavailable : GroupStatus::loaded;
+    if (state == nullptr) {
+        return GroupStatus::unavailable;
     }
-    if (state->groupsLoading()) {
+    Insights& insights = *state->insights();
+    if (insights.groupsLoaded()) {
+        return GroupStatus::loaded;
+    }
+    if (insights.groupsLoading()) {
         return GroupStatus::loading;
+    }
+    if (insights.groupStatus() == Insights::GroupStatus::Failed) {
+        return GroupStatus::unavailable; // a finished load that found no groups; the groups screen retries
     }
     if (groupLoadAsked_) {
         return GroupStatus::unavailable; // the load this engine started has ended without groups
@@ -91,8 +98,8 @@ GroupStatus CoachEngine::groupStatus(bool needed) {
         return GroupStatus::loading;
     }
     groupLoadAsked_ = true;
-    state->loadGroups();
-    return state->groupsLoading() ? GroupStatus::loading : GroupStatus::unavailable;
+    insights.loadGroups();
+    return insights.groupsLoading() ? GroupStatus::loading : GroupStatus::unavailable;
 }
 
 void CoachEngine::runTool(const dovrel::Agent::ToolUse& use,
@@ -114,7 +121,7 @@ void CoachEngine::runTool(const dovrel::Agent::ToolUse& use,
             AppState* const state = engine.state_.data();
             if (state != nullptr && generation == engine.viewGeneration_) {
                 if (output.computedTrends) {
-                    state->storeTrends(output.computedTrends->first,
+                    state->insights()->storeTrends(output.computedTrends->first,
                                        std::move(output.computedTrends->second));
                 }
                 engine.groupStats_.merge(output.computedGroupStats);
@@ -141,7 +148,7 @@ CoachEngine::buildSystem(const std::optional<dovrel::PersonInsights>& person) co
             const std::vector<dovrel::MemoryEntry> own = memory(person->handleID);
             remembered.insert(remembered.end(), own.begin(), own.end());
             std::optional<std::string> insight;
-            for (const dovrel::Proactive::Insight& each : state->proactive()) {
+            for (const dovrel::Proactive::Insight& each : state->insights()->proactive()) {
                 if (each.handleID == person->handleID) {
                     insight = each.text;
                     break;
@@ -163,8 +170,8 @@ CoachEngine::buildSystem(const std::optional<dovrel::PersonInsights>& person) co
                        each.report.sentCount + each.report.receivedCount});
     }
     std::optional<std::string> insight;
-    if (!state->proactive().empty()) {
-        insight = state->proactive().front().text;
+    if (!state->insights()->proactive().empty()) {
+        insight = state->insights()->proactive().front().text;
     }
     return dovrel::CoachPrompt::generalSystem(*state->stats(), top, memory(""), insight, calendar,
                                               includeTextTools);
