@@ -161,14 +161,15 @@ int main(int argc, char* argv[]) {
             &insights, &murmora::Insights::groupStatusChanged, [&] { insights.loadGroups(); },
             [&] { return !insights.groupsLoading(); });
     });
-    // The engine's tool operation, as a coach turn calls it from the event loop.
+    // The engine's tool operation, as a coach turn calls it: the tool runs on a worker and answers on the
+    // event loop.
     const auto tool = [&](const char* name, const char* input) {
-        runUntil(
-            &app, &QCoreApplication::aboutToQuit,
-            [&] {
-                state->coach()->execute({"bench", name, input}, std::nullopt);
-            },
-            [] { return true; });
+        QEventLoop loop;
+        QTimer::singleShot(0, &loop, [&] {
+            state->coach()->runTool({"bench", name, input}, std::nullopt,
+                                    [&](murmora::CoachEngine::ToolOutput) { loop.quit(); });
+        });
+        loop.exec();
     };
     measure("search tool", [&] { tool("search", R"({"terms":"dinner|drinks","limit":10})"); });
     measure("count tool", [&] { tool("count", R"({"terms":"love you"})"); });

@@ -35,12 +35,11 @@ CorpusView demoView() {
     options.nowUnixSeconds = 1'767'225'600; // 2026-01-01 00:00 UTC
     const demohome::DemoHomeResult written = demohome::generateDemoHome(options);
 
-    const fs::path copy = DatabaseCopier::copyForReading(written.messagesDatabase);
+    const ReadingCopy copy = MessageStore::copyForReading(written.messagesDatabase);
     MessageStore store(copy.string());
     std::vector<ContactThread> threads = store.oneToOneThreads();
     std::vector<GroupThread> groups = store.groupThreads(25);
     std::vector<ContactCard> cards = ContactsDB(written.addressBook.string()).allCards();
-    fs::remove_all(copy.parent_path());
 
     CorpusView view;
     view.calendar = Calendar("America/New_York");

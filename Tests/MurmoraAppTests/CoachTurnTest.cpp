@@ -79,7 +79,7 @@ private slots:
         QVERIFY(finished.first().first().toBool());
         QVERIFY(!state_->people().empty());
         // The insights come a moment after the run, and go into every system prompt.
-        QTRY_VERIFY_WITH_TIMEOUT(!state_->proactive().empty(), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(!state_->insights()->proactive().empty(), 10000);
     }
 
     void cleanupTestCase() { state_.reset(); }
@@ -91,10 +91,10 @@ private slots:
         QDir(home_->path() + "/claude").removeRecursively();
         QFile::remove(claudePath());
         for (const auto& [key, messages] : state_->coachStore()->coachTranscripts()) {
-            state_->setTranscript(key, {});
+            state_->coachStore()->setTranscript(key, {});
         }
         for (const auto& [key, entries] : state_->coachStore()->coachMemory()) {
-            state_->setMemory(key, {});
+            state_->coachStore()->setMemory(key, {});
         }
         engine_ = std::make_unique<CoachEngine>();
         engine_->setState(state_.get());
@@ -272,7 +272,7 @@ private slots:
         QCOMPARE(ai_->calls.size(), 2);
         disconnect(engine_.get(), nullptr, this, nullptr);
 
-        state_->setTranscript("", {});
+        state_->coachStore()->setTranscript("", {});
         ai_->answer({Block::toolUse(ToolUse{"toolu_1", "overview", "{}"}),
                      Block::toolUse(ToolUse{"toolu_2", "overview", "{}"})});
         QSignalSpy ran(engine_.get(), &CoachEngine::toolRan);
@@ -327,7 +327,7 @@ private slots:
             history.push_back(message(i % 2 == 0 ? CoachMessage::Role::user : CoachMessage::Role::coach,
                                       "turn " + std::to_string(i), now));
         }
-        state_->setTranscript(person.handleID, history);
+        state_->coachStore()->setTranscript(person.handleID, history);
         ai_->answer({Block::text("ok")});
         engine_->send("latest", person);
         waitForTurn();
@@ -355,7 +355,7 @@ private slots:
         ai_->answer({Block::text("fresh")});
         ai_->answer(QStringLiteral("{\"ops\":[]}"));
 
-        state_->setTranscript(person.handleID, turns(4, 21601));
+        state_->coachStore()->setTranscript(person.handleID, turns(4, 21601));
         engine_->send("New day", person);
         waitForTurn();
         QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).size(),
@@ -372,28 +372,28 @@ private slots:
 
         // Exactly six hours is not stale; three stale turns are cleared without a summary.
         const qsizetype asked = ai_->calls.size();
-        state_->setTranscript(person.handleID, turns(3, 21600));
+        state_->coachStore()->setTranscript(person.handleID, turns(3, 21600));
         engine_->archiveIfStale(person.handleID);
         QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).size(), std::size_t{3});
-        state_->setTranscript(person.handleID, turns(3, 21601));
+        state_->coachStore()->setTranscript(person.handleID, turns(3, 21601));
         engine_->archiveIfStale(person.handleID);
         QVERIFY(state_->coachStore()->coachTranscripts().at(person.handleID).empty());
         QCOMPARE(ai_->calls.size(), asked);
 
         // While a turn runs nothing is closed.
-        state_->setTranscript("", turns(2, 0));
+        state_->coachStore()->setTranscript("", turns(2, 0));
         engine_->send("hello", std::nullopt);
-        state_->setTranscript("", turns(4, 90000));
+        state_->coachStore()->setTranscript("", turns(4, 90000));
         engine_->archiveIfStale(std::string());
         QCOMPARE(state_->coachStore()->coachTranscripts().at("").size(), std::size_t{4});
         engine_->stop();
 
         // The new chat summarizes two turns, not one.
-        state_->setTranscript("", turns(1, 0));
+        state_->coachStore()->setTranscript("", turns(1, 0));
         engine_->startFreshSession(std::string());
         QVERIFY(state_->coachStore()->coachTranscripts().at("").empty());
         QCOMPARE(ai_->calls.size(), asked); // the stopped turn never got to ask
-        state_->setTranscript("", turns(2, 0));
+        state_->coachStore()->setTranscript("", turns(2, 0));
         engine_->startFreshSession(std::string());
         QCOMPARE(ai_->calls.size(), asked + 1);
         ai_->answer(QString());
@@ -411,7 +411,7 @@ private slots:
         const CoachMessage answer =
             CoachMessage::make(CoachMessage::Role::coach, "Try: \"running late\" or just \"running late\".",
                                now, std::vector<std::string>{"Searched"});
-        state_->setTranscript(person.handleID, {answer});
+        state_->coachStore()->setTranscript(person.handleID, {answer});
 
         engine_->tweak("running late", "warmer", answer.id, person.handleID, person);
         QCOMPARE(engine_->tweakingDraft(), std::optional(std::string("running late")));

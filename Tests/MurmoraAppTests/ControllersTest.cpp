@@ -140,7 +140,7 @@ private slots:
         QVERIFY(dive.hasResult());
         QCOMPARE(dive.resultText(), QStringLiteral("## The dynamic\nWarm and quick."));
         QCOMPARE(dive.staleness(), QString());
-        const dovrel::StoredDive& stored = state_->deepDives().at(person.handleID);
+        const dovrel::StoredDive& stored = state_->coachStore()->deepDives().at(person.handleID);
         QCOMPARE(stored.generatedAt, *home_->environment()().now);
         QCOMPARE(stored.threadLastDate, thread.messages.back().date);
         const auto saved = Store(home_->path() + "/appdata").readArtifacts();
@@ -173,7 +173,7 @@ private slots:
         QTRY_VERIFY(!trends.loading());
 
         const auto expectedPoints = dovrel::Trends::monthly(thread.messages, home_->environment()().calendar);
-        QCOMPARE(state_->trendsCache().at(person.handleID), expectedPoints);
+        QCOMPARE(state_->insights()->trendsCache().at(person.handleID), expectedPoints);
         QCOMPARE(trends.points()->rowCount(), static_cast<int>(expectedPoints.size()));
         std::vector<std::string> mine;
         for (const dovrel::RawMessage& message : thread.messages) {

@@ -55,6 +55,11 @@ private slots:
         stats.topContacts[0].displayName.reset();
         QCOMPARE(reveals(stats, {})[1],
                  std::string("+15550001 is your person \u2014 1,500 messages together."));
+        // Empty texts count as none, down to an empty handle.
+        stats.topContacts[0].displayName = "";
+        stats.topContacts[0].handleID = "";
+        QCOMPARE(reveals(stats, {{"", ""}})[1],
+                 std::string("Someone is your person \u2014 1,500 messages together."));
 
         stats.laughter = {};
         stats.laughter.capsHahaCount = 1;

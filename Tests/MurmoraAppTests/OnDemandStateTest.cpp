@@ -51,8 +51,11 @@ private slots:
         insights.loadGroups();
         QVERIFY(status.wait(30000));
         QCOMPARE(insights.groupStatus(), Status::Failed);
-        QCOMPARE(state.coach()->execute({"t", "groups", "{}"}, std::nullopt).result,
-                 std::string("No group chats with enough history."));
+        std::string answer;
+        state.coach()->runTool({"t", "groups", "{}"}, std::nullopt,
+                               [&](murmora::CoachEngine::ToolOutput output) { answer = output.result; });
+        QTRY_VERIFY(!answer.empty());
+        QCOMPARE(answer, std::string("No group chats with enough history."));
         QCOMPARE(insights.groupStatus(), Status::Failed); // the coach does not start it over and over
 
         home_->generate(5, 4000);

@@ -1,5 +1,7 @@
 #include "Controllers/DeepDiveController.h"
 
+#include "State/CoachStore.h"
+
 #include "Coach/DeepDivePrompt.h"
 
 #include <QCoreApplication>
@@ -24,7 +26,7 @@ void DeepDiveController::setState(AppState* state) {
     }
     state_ = state;
     if (state != nullptr) {
-        connect(state, &AppState::deepDivesChanged, this, &DeepDiveController::resultChanged);
+        connect(state->coachStore(), &CoachStore::deepDivesChanged, this, &DeepDiveController::resultChanged);
         connect(state, &AppState::threadsChanged, this, &DeepDiveController::resultChanged);
     }
     emit stateChanged();
@@ -44,14 +46,15 @@ std::optional<dovrel::StoredDive> DeepDiveController::storedDive() const {
     if (state == nullptr) {
         return std::nullopt;
     }
-    const auto found = state->deepDives().find(handle_.toStdString());
-    return found == state->deepDives().end() ? std::nullopt : std::optional(found->second);
+    const auto& dives = state->coachStore()->deepDives();
+    const auto found = dives.find(handle_.toStdString());
+    return found == dives.end() ? std::nullopt : std::optional(found->second);
 }
 
 void DeepDiveController::storeDive(dovrel::StoredDive dive) {
     if (AppState* state = state_.data()) {
-        state->setDeepDive(handle_.toStdString(), std::move(dive));
-        state->saveArtifacts();
+        state->coachStore()->setDeepDive(handle_.toStdString(), std::move(dive));
+        state->coachStore()->saveArtifacts();
     }
 }
 

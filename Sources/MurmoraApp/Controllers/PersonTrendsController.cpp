@@ -1,5 +1,7 @@
 #include "Controllers/PersonTrendsController.h"
 
+#include "State/Insights.h"
+
 #include "Measurement/Topics.h"
 
 #include <QCoreApplication>
@@ -59,7 +61,7 @@ void PersonTrendsController::setState(AppState* state) {
     }
     state_ = state;
     if (state != nullptr) {
-        connect(state, &AppState::trendsCacheChanged, this, &PersonTrendsController::showCached);
+        connect(state->insights(), &Insights::trendsChanged, this, &PersonTrendsController::showCached);
     }
     emit stateChanged();
     showCached();
@@ -82,8 +84,8 @@ void PersonTrendsController::showCached() {
     const AppState* state = state_.data();
     std::vector<dovrel::Trends::MonthPoint> points;
     if (state != nullptr) {
-        if (const auto found = state->trendsCache().find(handle_.toStdString());
-            found != state->trendsCache().end()) {
+        if (const auto found = state->insights()->trendsCache().find(handle_.toStdString());
+            found != state->insights()->trendsCache().end()) {
             points = found->second;
         }
     }
@@ -100,7 +102,7 @@ void PersonTrendsController::load() {
     if (thread == state->threadsByHandle().end()) {
         return;
     }
-    const bool needsMonths = !state->trendsCache().contains(handle);
+    const bool needsMonths = !state->insights()->trendsCache().contains(handle);
     std::vector<dovrel::RawMessage> messages;
     std::vector<std::string> mine;
     for (const dovrel::RawMessage& message : thread->second.messages) {
@@ -131,7 +133,7 @@ void PersonTrendsController::load() {
                     return; // gone, or showing someone else by now
                 }
                 if (needsMonths && self->state_) {
-                    self->state_->storeTrends(handle, std::move(points));
+                    self->state_->insights()->storeTrends(handle, std::move(points));
                 }
                 self->topics_ = words;
                 emit self->topicsChanged();

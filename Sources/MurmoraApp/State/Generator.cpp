@@ -142,9 +142,14 @@ std::vector<std::string> reveals(const dovrel::WrappedStats& stats,
 
     if (!stats.topContacts.empty()) {
         const dovrel::WrappedStats::TopContact& top = stats.topContacts.front();
-        const auto named = names.find(top.handleID);
-        const std::string name =
-            named != names.end() ? named->second : top.displayName.value_or(top.handleID);
+        // A damaged database can leave the name, the chat's name and even the handle empty; the line still
+        // needs someone to name.
+        std::string name = top.handleID.empty() ? std::string("Someone") : top.handleID;
+        if (const auto named = names.find(top.handleID); named != names.end() && !named->second.empty()) {
+            name = named->second;
+        } else if (top.displayName && !top.displayName->empty()) {
+            name = *top.displayName;
+        }
         lines.push_back(name + " is your person \u2014 " + thousands(top.count) + " messages together.");
     }
     if (stats.myMedianReplySeconds) {
