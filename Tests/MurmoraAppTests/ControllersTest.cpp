@@ -143,8 +143,13 @@ private slots:
         const dovrel::StoredDive& stored = state_->coachStore()->deepDives().at(person.handleID);
         QCOMPARE(stored.generatedAt, *home_->environment()().now);
         QCOMPARE(stored.threadLastDate, thread.messages.back().date);
-        const auto saved = Store(home_->path() + "/appdata").readArtifacts();
-        QVERIFY(saved && saved->deepDives.at(person.handleID) == stored);
+        // Saves are written on a worker; the file follows shortly.
+        const auto savedDive = [&] {
+            const auto saved = Store(home_->path() + "/appdata").readArtifacts();
+            return saved && saved->deepDives.contains(person.handleID) &&
+                   saved->deepDives.at(person.handleID) == stored;
+        };
+        QTRY_VERIFY(savedDive());
 
         ai_->failRun(AIError::dailyCap());
         dive.run();
