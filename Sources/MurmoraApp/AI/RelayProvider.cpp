@@ -183,12 +183,15 @@ QFuture<std::vector<Block>> RelayProvider::chat(const ChatRound& round, DeltaHan
 
     QNetworkReply* reply = post(*network_, url, body, chatTimeoutMs);
 
-    const auto settleWith = [call, reply](std::exception_ptr error) {
+    const auto settleWith = [call, reply](std::exception_ptr error, bool stopReading) {
         if (call->settled) {
             return;
         }
         call->settled = true;
         fail(call->promise, std::move(error));
+        if (!stopReading) {
+            return;
+        }
         // Not from inside the reply's own signal: Qt may still be reporting on it. By then the reply may have
         // finished by itself, or failed (an error status), and aborting it then makes Qt complain on standard
         // error.
@@ -211,7 +214,8 @@ QFuture<std::vector<Block>> RelayProvider::chat(const ChatRound& round, DeltaHan
             return true; // no headers yet
         }
         if (std::optional<AIError> failure = statusFailure(*reply)) {
-            settleWith(std::make_exception_ptr(*failure));
+            // Qt fails such a reply itself when it ends; aborting it as well makes Qt report the error twice.
+            settleWith(std::make_exception_ptr(*failure), false);
             return false;
         }
         return true;
@@ -226,7 +230,7 @@ QFuture<std::vector<Block>> RelayProvider::chat(const ChatRound& round, DeltaHan
         try {
             feed(*call, reply->readAll());
         } catch (...) {
-            settleWith(std::current_exception());
+            settleWith(std::current_exception(), true);
         }
     });
 
