@@ -241,10 +241,10 @@ private slots:
         // A bad date is reported before any group is looked up, so no group load starts.
         QCOMPARE(run("window", "{\"around\":\"2025-11-01T10:00\",\"group\":\"Anyone\"}"),
                  (Output{"Opened a conversation window.", "Need \"around\" as YYYY-MM-DD."}));
-        QVERIFY(!state_->groupsLoading());
+        QVERIFY(!state_->insights()->groupsLoading());
 
         // The timeline computes the month points once and keeps them for the person.
-        QVERIFY(!state_->trendsCache().contains(top.handleID));
+        QVERIFY(!state_->insights()->trendsCache().contains(top.handleID));
         const Output timeline = run("timeline", "{}", top);
         QCOMPARE(qs(timeline.status), qs("Pulled your month-by-month history with " + name + "."));
         std::map<QString, std::pair<int, int>> months;
@@ -263,11 +263,11 @@ private slots:
         QCOMPARE(last.captured(1), lastMonth);
         QCOMPARE(last.captured(2).toInt(), lastCounts.first);
         QCOMPARE(last.captured(3).toInt(), lastCounts.second * 100 / lastCounts.first);
-        QVERIFY(state_->trendsCache().contains(top.handleID));
+        QVERIFY(state_->insights()->trendsCache().contains(top.handleID));
 
         // Cached points are used as they stand.
         const dovrel::PersonInsights& second = state_->people()[1];
-        state_->storeTrends(second.handleID, {{dovrel::Date::fromUnix(1'740'787'200), 7, 0.579, std::nullopt},
+        state_->insights()->storeTrends(second.handleID, {{dovrel::Date::fromUnix(1'740'787'200), 7, 0.579, std::nullopt},
                                               {dovrel::Date::fromUnix(1'743'465'600), 3, 0.0, -0.456}});
         QCOMPARE(
             qs(run("timeline", "{\"person\":\"" + state_->name(second.handleID, second.displayName) + "\"}")
@@ -355,24 +355,24 @@ private slots:
     void groupToolsWaitForTheLoad() {
         const Output loading{"Reading your group chats\u2026",
                              "Group data is still loading \u2014 call this tool again."};
-        QSignalSpy loaded(state_.get(), &AppState::groupsChanged);
+        QSignalSpy loaded(state_->insights(), &murmora::Insights::groupsChanged);
         QCOMPARE(run("groups", "{}"), loading);
-        QVERIFY(state_->groupsLoading());
+        QVERIFY(state_->insights()->groupsLoading());
         QCOMPARE(run("search", "{\"terms\":\"a\",\"group\":\"x\"}"), loading);
         QCOMPARE(run("group_stats", "{\"group\":\"x\"}"), loading);
         QVERIFY(loaded.wait(30000));
-        QVERIFY(!state_->groups().empty());
+        QVERIFY(!state_->insights()->groups().empty());
         const dovrel::Date now = dovrel::Date::fromUnix(TestHome::nowUnix);
 
         const Output groups = run("groups", "{}");
         QCOMPARE(qs(groups.status), qs(std::string("Pulled your group chats.")));
         const QStringList groupLines = lines(groups.result);
         QCOMPARE(static_cast<std::size_t>(groupLines.size()),
-                 std::min<std::size_t>(state_->groups().size(), 10));
+                 std::min<std::size_t>(state_->insights()->groups().size(), 10));
         for (qsizetype i = 0; i < groupLines.size(); ++i) {
-            const dovrel::GroupThread& group = state_->groups()[static_cast<std::size_t>(i)];
+            const dovrel::GroupThread& group = state_->insights()->groups()[static_cast<std::size_t>(i)];
             QVERIFY2(groupLines[i].startsWith(
-                         QString::fromStdString(state_->groupName(group)) +
+                         QString::fromStdString(state_->insights()->groupName(group)) +
                          QStringLiteral(" \u2014 %1 people, %2 msgs, last active %3")
                              .arg(group.participants.size() + 1)
                              .arg(group.messages.size())
@@ -380,8 +380,8 @@ private slots:
                      qPrintable(groupLines[i]));
         }
 
-        const dovrel::GroupThread& group = state_->groups().front();
-        const std::string title = state_->groupName(group);
+        const dovrel::GroupThread& group = state_->insights()->groups().front();
+        const std::string title = state_->insights()->groupName(group);
         const Output story = run(
             "group_stats", "{\"group\":\"" + QString::fromStdString(title).toUpper().toStdString() + "\"}");
         QCOMPARE(qs(story.status), qs("Pulled the story of " + title + "."));
@@ -437,19 +437,19 @@ private slots:
         QVERIFY(lines(window.result).last().startsWith(day(newest.date)));
 
         // A member's name finds the first group they are in, when no title holds it.
-        for (const dovrel::GroupThread& each : state_->groups()) {
+        for (const dovrel::GroupThread& each : state_->insights()->groups()) {
             for (const std::string& handle : each.participants) {
                 const std::string member = state_->name(handle);
                 const bool inTitle =
-                    std::any_of(state_->groups().begin(), state_->groups().end(), [&](const auto& g) {
-                        return QString::fromStdString(state_->groupName(g))
+                    std::any_of(state_->insights()->groups().begin(), state_->insights()->groups().end(), [&](const auto& g) {
+                        return QString::fromStdString(state_->insights()->groupName(g))
                             .contains(QString::fromStdString(member), Qt::CaseInsensitive);
                     });
                 if (member == handle || inTitle) {
                     continue;
                 }
                 const auto first =
-                    std::find_if(state_->groups().begin(), state_->groups().end(), [&](const auto& g) {
+                    std::find_if(state_->insights()->groups().begin(), state_->insights()->groups().end(), [&](const auto& g) {
                         return std::any_of(
                             g.participants.begin(), g.participants.end(), [&](const std::string& h) {
                                 return QString::fromStdString(state_->name(h))
@@ -458,7 +458,7 @@ private slots:
                     });
                 QCOMPARE(engine_->findGroup(member), &*first);
                 QCOMPARE(qs(run("group_stats", "{\"group\":\"" + member + "\"}").status),
-                         qs("Pulled the story of " + state_->groupName(*first) + "."));
+                         qs("Pulled the story of " + state_->insights()->groupName(*first) + "."));
                 return;
             }
         }
@@ -476,9 +476,9 @@ private slots:
                                        dovrel::MemoryEntry::Kind::fact, std::move(text), dovrel::Date{0},
                                        false};
         };
-        state_->setMemory("", {entry("I hate phone calls")});
-        state_->setMemory(top.handleID, {entry("We met at school")});
-        QTRY_VERIFY_WITH_TIMEOUT(!state_->proactive().empty(), 30000);
+        state_->coachStore()->setMemory("", {entry("I hate phone calls")});
+        state_->coachStore()->setMemory(top.handleID, {entry("We met at school")});
+        QTRY_VERIFY_WITH_TIMEOUT(!state_->insights()->proactive().empty(), 30000);
 
         const std::optional<std::string> person = engine_->buildSystem(top);
         QVERIFY(person.has_value());
@@ -503,7 +503,7 @@ private slots:
             QVERIFY(prompt->find("No single conversation is loaded") != std::string::npos);
             QVERIFY(prompt->find("I hate phone calls") != std::string::npos);
             QVERIFY(prompt->find("We met at school") == std::string::npos);
-            QVERIFY(prompt->find(state_->proactive().front().text) != std::string::npos);
+            QVERIFY(prompt->find(state_->insights()->proactive().front().text) != std::string::npos);
             QVERIFY(prompt->find(
                         "My overall stats (last year): " + std::to_string(state_->stats()->totalMessages) +
                         " messages") != std::string::npos);

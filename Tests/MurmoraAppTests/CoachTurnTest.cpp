@@ -104,7 +104,7 @@ private slots:
         QVERIFY(finished.first().first().toBool());
         QVERIFY(!state_->people().empty());
         // The insights come a moment after the run, and go into every system prompt.
-        QTRY_VERIFY_WITH_TIMEOUT(!state_->proactive().empty(), 10000);
+        QTRY_VERIFY_WITH_TIMEOUT(!state_->insights()->proactive().empty(), 10000);
     }
 
     void cleanupTestCase() {
@@ -118,11 +118,11 @@ private slots:
         useRelay(true);
         QDir(home_->path() + "/claude").removeRecursively();
         QFile::remove(claudePath());
-        for (const auto& [key, messages] : state_->coachTranscripts()) {
-            state_->setTranscript(key, {});
+        for (const auto& [key, messages] : state_->coachStore()->coachTranscripts()) {
+            state_->coachStore()->setTranscript(key, {});
         }
-        for (const auto& [key, entries] : state_->coachMemory()) {
-            state_->setMemory(key, {});
+        for (const auto& [key, entries] : state_->coachStore()->coachMemory()) {
+            state_->coachStore()->setMemory(key, {});
         }
         engine_ = std::make_unique<CoachEngine>();
         engine_->setState(state_.get());
@@ -171,7 +171,7 @@ private slots:
         const CoachEngine::ToolOutput counted =
             engine_->execute(ToolUse{"y", "count", count.toStdString()}, {});
         QCOMPARE(ran.count(), qsizetype{2});
-        const std::vector<CoachMessage>& stored = state_->coachTranscripts().at("");
+        const std::vector<CoachMessage>& stored = state_->coachStore()->coachTranscripts().at("");
         QCOMPARE(stored.size(), std::size_t{2});
         QCOMPARE(stored[0].text, std::string("What do I talk about?"));
         QCOMPARE(stored[1].role, CoachMessage::Role::coach);
@@ -203,7 +203,7 @@ private slots:
         QVERIFY(prompt.find("[Me] What do I talk about?\n[Coach] You text about dinner a lot.") !=
                 std::string::npos);
         QCOMPARE(body(asks[0]).at("max_tokens").get<int>(), 300);
-        const std::vector<dovrel::MemoryEntry>& memory = state_->coachMemory().at("");
+        const std::vector<dovrel::MemoryEntry>& memory = state_->coachStore()->coachMemory().at("");
         QCOMPARE(memory.size(), std::size_t{1});
         QCOMPARE(memory[0].text, std::string("Reply to Sam within a day"));
 
@@ -221,7 +221,7 @@ private slots:
         engine_->send("Tell me everything", std::nullopt);
         waitForTurn();
         QCOMPARE(countTo(*server_, "/v1/chat"), 8);
-        const CoachMessage& answer = state_->coachTranscripts().at("").back();
+        const CoachMessage& answer = state_->coachStore()->coachTranscripts().at("").back();
         QCOMPARE(answer.text, std::string("\u2026"));
         QVERIFY(answer.sources);
         QCOMPARE(answer.sources->size(), std::size_t{7});
@@ -241,7 +241,7 @@ private slots:
         QVERIFY2(!engine_->errorText(), engine_->errorText().value_or("").c_str());
         const CoachEngine::ToolOutput counted =
             engine_->execute(ToolUse{"cli-0", "count", R"({"terms":"haha"})"}, {});
-        const CoachMessage& answer = state_->coachTranscripts().at("").back();
+        const CoachMessage& answer = state_->coachStore()->coachTranscripts().at("").back();
         QCOMPARE(answer.text, std::string("You laugh in most of your chats."));
         QCOMPARE(answer.sources, std::optional(std::vector<std::string>{counted.status}));
 
@@ -255,7 +255,7 @@ private slots:
         QVERIFY(!QFileInfo::exists(home_->path() + "/claude/turn-3.prompt"));
         QCOMPARE(server_->requestCount(), 0);
 
-        QTRY_COMPARE_WITH_TIMEOUT(state_->coachMemory().count(""), std::size_t{1}, 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(state_->coachStore()->coachMemory().count(""), std::size_t{1}, 10000);
         QVERIFY(readClaude("memory-1.prompt")
                     .contains(QStringLiteral("[Coach] You laugh in most of your chats.")));
     }
@@ -268,7 +268,7 @@ private slots:
         server_->setResponse("/v1/chat", Response::json(R"({"error":"boom"})", 500));
         engine_->send("First", std::nullopt);
         waitForTurn();
-        QCOMPARE(state_->coachTranscripts().at("").back().text, std::string("From the program."));
+        QCOMPARE(state_->coachStore()->coachTranscripts().at("").back().text, std::string("From the program."));
         QCOMPARE(occurrences(readClaude("turn-1.prompt"),
                              QStringLiteral("Use tools freely (several rounds is fine)")),
                  qsizetype{1});
@@ -279,7 +279,7 @@ private slots:
         QVERIFY(engine_->capHit());
         QVERIFY(!engine_->errorText());
         QCOMPARE(readClaude("turn.count").trimmed(), QStringLiteral("1"));
-        QCOMPARE(state_->coachTranscripts().at("").back().text, std::string("Second"));
+        QCOMPARE(state_->coachStore()->coachTranscripts().at("").back().text, std::string("Second"));
 
         QFile::remove(claudePath());
         server_->setResponse("/v1/chat", Response::json(R"({"error":"boom"})", 500));
@@ -299,7 +299,7 @@ private slots:
         waitForTurn();
         QCOMPARE(engine_->errorText(), std::optional(std::string("Overloaded")));
         // Failed turns store no answer; the user's messages stay.
-        const std::vector<CoachMessage>& stored = state_->coachTranscripts().at("");
+        const std::vector<CoachMessage>& stored = state_->coachStore()->coachTranscripts().at("");
         QCOMPARE(stored.back().text, std::string("Fourth"));
         QCOMPARE(stored.size(), std::size_t{5});
     }
@@ -319,7 +319,7 @@ private slots:
         QVERIFY(!engine_->toolStatus());
         QTest::qWait(2500);
         QCOMPARE(engine_->streamText(), std::string());
-        const std::vector<CoachMessage>& stored = state_->coachTranscripts().at("");
+        const std::vector<CoachMessage>& stored = state_->coachStore()->coachTranscripts().at("");
         QCOMPARE(stored.size(), std::size_t{1});
         QCOMPARE(stored[0].text, std::string("Go"));
         QCOMPARE(countTo(*server_, "/v1/ai"), 0);
@@ -339,7 +339,7 @@ private slots:
         QVERIFY(!engine_->thinking());
         QVERIFY(!engine_->toolStatus());
         QCOMPARE(countTo(*server_, "/v1/chat"), 1);
-        QCOMPARE(state_->coachTranscripts().at("").size(), std::size_t{1});
+        QCOMPARE(state_->coachStore()->coachTranscripts().at("").size(), std::size_t{1});
     }
 
     // A failed turn stores no answer, but its message counts: the memory update follows the user's
@@ -370,7 +370,7 @@ private slots:
 
         engine_->send("Hi", person);
         waitForTurn();
-        std::vector<CoachMessage> stored = state_->coachTranscripts().at(person.handleID);
+        std::vector<CoachMessage> stored = state_->coachStore()->coachTranscripts().at(person.handleID);
         QCOMPARE(stored.size(), std::size_t{3});
         QCOMPARE(stored[0].role, CoachMessage::Role::note);
         QCOMPARE(stored[0].text, "Reading your last 100 messages with " +
@@ -384,7 +384,7 @@ private slots:
             waitForTurn();
             QCOMPARE(countTo(*server_, "/v1/ai"), expectedAsks);
         }
-        stored = state_->coachTranscripts().at(person.handleID);
+        stored = state_->coachStore()->coachTranscripts().at(person.handleID);
         QCOMPARE(stored.size(), std::size_t{9});
         QCOMPARE(
             std::count_if(stored.begin(), stored.end(),
@@ -397,7 +397,7 @@ private slots:
             history.push_back(message(i % 2 == 0 ? CoachMessage::Role::user : CoachMessage::Role::coach,
                                       "turn " + std::to_string(i), now));
         }
-        state_->setTranscript(person.handleID, history);
+        state_->coachStore()->setTranscript(person.handleID, history);
         engine_->send("latest", person);
         waitForTurn();
         const Json sent = body(requestsTo(*server_, "/v1/chat").back()).at("messages");
@@ -423,10 +423,10 @@ private slots:
         server_->setResponse("/v1/ai", Response::json(R"({"text":"  Worked on replying faster to Sam.  "})"));
         server_->setResponse("/v1/chat", textStream({"fresh"}, 0));
 
-        state_->setTranscript(person.handleID, turns(4, 21601));
+        state_->coachStore()->setTranscript(person.handleID, turns(4, 21601));
         engine_->send("New day", person);
         waitForTurn();
-        const std::vector<CoachMessage>& stored = state_->coachTranscripts().at(person.handleID);
+        const std::vector<CoachMessage>& stored = state_->coachStore()->coachTranscripts().at(person.handleID);
         QCOMPARE(stored.size(), std::size_t{3}); // the note, the message, the answer
         QCOMPARE(stored[0].role, CoachMessage::Role::note);
         const QList<LocalHttpServer::Request> asks = requestsTo(*server_, "/v1/ai");
@@ -436,7 +436,7 @@ private slots:
         QVERIFY(summaryPrompt.find("[Me] old 0\n[Coach] old 1\n[Me] old 2\n[Coach] old 3") !=
                 std::string::npos);
         QCOMPARE(body(asks[0]).at("max_tokens").get<int>(), 100);
-        const std::vector<dovrel::MemoryEntry>& memory = state_->coachMemory().at(person.handleID);
+        const std::vector<dovrel::MemoryEntry>& memory = state_->coachStore()->coachMemory().at(person.handleID);
         QVERIFY(std::any_of(memory.begin(), memory.end(), [](const dovrel::MemoryEntry& entry) {
             return entry.kind == dovrel::MemoryEntry::Kind::session &&
                    entry.text == "Worked on replying faster to Sam.";
@@ -444,30 +444,30 @@ private slots:
 
         // Exactly six hours is not stale; three stale turns are cleared without a summary.
         const int asked = server_->requestCount();
-        state_->setTranscript(person.handleID, turns(3, 21600));
+        state_->coachStore()->setTranscript(person.handleID, turns(3, 21600));
         engine_->archiveIfStale(person.handleID);
-        QCOMPARE(state_->coachTranscripts().at(person.handleID).size(), std::size_t{3});
-        state_->setTranscript(person.handleID, turns(3, 21601));
+        QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).size(), std::size_t{3});
+        state_->coachStore()->setTranscript(person.handleID, turns(3, 21601));
         engine_->archiveIfStale(person.handleID);
-        QVERIFY(state_->coachTranscripts().at(person.handleID).empty());
+        QVERIFY(state_->coachStore()->coachTranscripts().at(person.handleID).empty());
         QCOMPARE(server_->requestCount(), asked);
 
         // While a turn runs nothing is closed.
-        state_->setTranscript("", turns(4, 90000));
+        state_->coachStore()->setTranscript("", turns(4, 90000));
         server_->setResponse("/v1/chat", textStream({"slow"}, 600));
         engine_->send("hello", std::nullopt); // closes the stale general chat first
-        state_->setTranscript("", turns(4, 90000));
+        state_->coachStore()->setTranscript("", turns(4, 90000));
         engine_->archiveIfStale(std::string());
-        QCOMPARE(state_->coachTranscripts().at("").size(), std::size_t{4});
+        QCOMPARE(state_->coachStore()->coachTranscripts().at("").size(), std::size_t{4});
         engine_->stop();
 
         QTRY_COMPARE_WITH_TIMEOUT(engine_->backgroundWork(), 0, 5000);
         const int before = countTo(*server_, "/v1/ai");
-        state_->setTranscript("", turns(1, 0));
+        state_->coachStore()->setTranscript("", turns(1, 0));
         engine_->startFreshSession(std::string());
-        QVERIFY(state_->coachTranscripts().at("").empty());
+        QVERIFY(state_->coachStore()->coachTranscripts().at("").empty());
         QCOMPARE(countTo(*server_, "/v1/ai"), before);
-        state_->setTranscript("", turns(2, 0));
+        state_->coachStore()->setTranscript("", turns(2, 0));
         engine_->startFreshSession(std::string());
         QTRY_COMPARE_WITH_TIMEOUT(countTo(*server_, "/v1/ai"), before + 1, 5000);
         QTRY_COMPARE_WITH_TIMEOUT(engine_->backgroundWork(), 0, 5000);
@@ -483,7 +483,7 @@ private slots:
         const CoachMessage answer =
             CoachMessage::make(CoachMessage::Role::coach, "Try: \"running late\" or just \"running late\".",
                                now, std::vector<std::string>{"Searched"});
-        state_->setTranscript(person.handleID, {answer});
+        state_->coachStore()->setTranscript(person.handleID, {answer});
         Response slow = Response::json(R"({"text":"  omw, 10 min!  "})");
         slow.delayMs = 400;
         server_->enqueue("/v1/ai", slow);
@@ -502,7 +502,7 @@ private slots:
                              "message, nothing else.\n\nrunning late"));
         QCOMPARE(body(requestsTo(*server_, "/v1/ai")[0]).at("max_tokens").get<int>(), 200);
 
-        const CoachMessage& rewritten = state_->coachTranscripts().at(person.handleID).front();
+        const CoachMessage& rewritten = state_->coachStore()->coachTranscripts().at(person.handleID).front();
         QCOMPARE(rewritten.text, std::string("Try: \"omw, 10 min!\" or just \"omw, 10 min!\"."));
         QCOMPARE(rewritten.id, answer.id);
         QCOMPARE(rewritten.date, answer.date);
@@ -511,16 +511,16 @@ private slots:
         server_->setResponse("/v1/ai", Response::json(Json{{"text", std::string(1000, 'x')}}.dump().c_str()));
         engine_->tweak("omw", "shorter", answer.id, person.handleID, std::nullopt);
         QTRY_VERIFY_WITH_TIMEOUT(!engine_->tweakingDraft(), 5000);
-        QCOMPARE(state_->coachTranscripts().at(person.handleID).front(), rewritten);
+        QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).front(), rewritten);
         server_->setResponse("/v1/ai", Response::json(R"({"text":"x"})"));
         engine_->tweak("omw", "shorter", "NO-SUCH-ID", person.handleID, std::nullopt);
         QTRY_VERIFY_WITH_TIMEOUT(!engine_->tweakingDraft(), 5000);
-        QCOMPARE(state_->coachTranscripts().at(person.handleID).front(), rewritten);
+        QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).front(), rewritten);
         // 999 characters are still a text message; without a person there is no calibration.
         server_->setResponse("/v1/ai", Response::json(Json{{"text", std::string(999, 'y')}}.dump().c_str()));
         engine_->tweak("omw", "shorter", answer.id, person.handleID, std::nullopt);
         QTRY_VERIFY_WITH_TIMEOUT(!engine_->tweakingDraft(), 5000);
-        QCOMPARE(state_->coachTranscripts().at(person.handleID).front().text,
+        QCOMPARE(state_->coachStore()->coachTranscripts().at(person.handleID).front().text,
                  "Try: \"" + std::string(999, 'y') + ", 10 min!\" or just \"" + std::string(999, 'y') +
                      ", 10 min!\".");
         QVERIFY(

@@ -95,11 +95,21 @@ bool isLikelySpamHandle(std::string_view handle) {
 }
 
 std::vector<Item> candidates(std::span<const ContactThread> threads, Date now, int limit) {
+    std::vector<const ContactThread*> references;
+    references.reserve(threads.size());
+    for (const ContactThread& thread : threads) {
+        references.push_back(&thread);
+    }
+    return candidates(references, now, limit);
+}
+
+std::vector<Item> candidates(std::span<const ContactThread* const> threads, Date now, int limit) {
     std::vector<Item> items;
     if (limit <= 0) {
         return items;
     }
-    for (const ContactThread& thread : threads) {
+    for (const ContactThread* each : threads) {
+        const ContactThread& thread = *each;
         const std::vector<RawMessage>& messages = thread.messages;
         if (messages.empty() || messages.back().isFromMe || isLikelySpamHandle(thread.handleID)) {
             continue;

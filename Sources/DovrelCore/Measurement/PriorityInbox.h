@@ -55,6 +55,8 @@ bool isLikelySpamHandle(std::string_view handle);
 // sent at least 3 messages, waiting between 2 and 720 hours inclusive at `now`. Best score first (equal
 // scores keep the threads' order), at most `limit`.
 std::vector<Item> candidates(std::span<const ContactThread> threads, Date now, int limit);
+// The same over threads held elsewhere, e.g. a corpus shared with the caller.
+std::vector<Item> candidates(std::span<const ContactThread* const> threads, Date now, int limit);
 
 // The text asking a model to choose at most `pick` of `items` that deserve a reply. An item is named by
 // `names`, else its display name, else its handle.

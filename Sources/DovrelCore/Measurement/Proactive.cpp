@@ -35,11 +35,11 @@ long long whole(double value) {
 
 class Lookup {
 public:
-    Lookup(std::span<const ContactThread> threads, const NameResolver& resolveName)
+    Lookup(std::span<const ContactThread* const> threads, const NameResolver& resolveName)
         : resolveName_(resolveName) {
         byHandle_.reserve(threads.size());
-        for (const ContactThread& thread : threads) {
-            byHandle_.try_emplace(thread.handleID, &thread);
+        for (const ContactThread* thread : threads) {
+            byHandle_.try_emplace(thread->handleID, thread);
         }
     }
 
@@ -59,7 +59,7 @@ std::span<const std::string> firstOf(std::span<const std::string> handles, std::
     return handles.first(std::min(handles.size(), count));
 }
 
-std::optional<Insight> waiting(std::span<const ContactThread> threads,
+std::optional<Insight> waiting(std::span<const ContactThread* const> threads,
                                std::span<const std::string> topHandles, const Lookup& lookup, Date now) {
     const auto top = firstOf(topHandles, waitingPeople);
     const std::unordered_set<std::string_view> close(top.begin(), top.end());
@@ -199,6 +199,21 @@ std::vector<Insight> detect(std::span<const ContactThread> threads, std::span<co
 std::vector<Insight> detect(std::span<const ContactThread> threads, std::span<const std::string> topHandles,
                             const NameResolver& resolveName, const Calendar& calendar, Date now,
                             const Sentiment::Scorer& scorer) {
+    std::vector<const ContactThread*> references;
+    references.reserve(threads.size());
+    for (const ContactThread& thread : threads) {
+        references.push_back(&thread);
+    }
+    return detect(references, topHandles, resolveName, calendar, now, scorer);
+}
+std::vector<Insight> detect(std::span<const ContactThread* const> threads,
+                            std::span<const std::string> topHandles, const NameResolver& resolveName,
+                            const Calendar& calendar, Date now) {
+    return detect(threads, topHandles, resolveName, calendar, now, serviceScorer());
+}
+std::vector<Insight> detect(std::span<const ContactThread* const> threads,
+                            std::span<const std::string> topHandles, const NameResolver& resolveName,
+                            const Calendar& calendar, Date now, const Sentiment::Scorer& scorer) {
     std::vector<Insight> insights;
     if (threads.empty() || topHandles.empty()) {
         return insights;

@@ -48,6 +48,13 @@ std::vector<Insight> detect(std::span<const ContactThread> threads, std::span<co
 std::vector<Insight> detect(std::span<const ContactThread> threads, std::span<const std::string> topHandles,
                             const NameResolver& resolveName, const Calendar& calendar, Date now,
                             const Sentiment::Scorer& scorer);
+// The same over threads held elsewhere, e.g. a corpus shared with the caller.
+std::vector<Insight> detect(std::span<const ContactThread* const> threads,
+                            std::span<const std::string> topHandles, const NameResolver& resolveName,
+                            const Calendar& calendar, Date now);
+std::vector<Insight> detect(std::span<const ContactThread* const> threads,
+                            std::span<const std::string> topHandles, const NameResolver& resolveName,
+                            const Calendar& calendar, Date now, const Sentiment::Scorer& scorer);
 
 // "47 hours" below 48 hours, then whole days: "2 days".
 std::string age(double hours);

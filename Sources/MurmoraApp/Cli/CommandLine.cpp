@@ -53,15 +53,15 @@ bool canReadDatabase(std::ostream& err) {
     return true;
 }
 
-// Waits while `busy` holds, for as long as the state's `changed` signal keeps it busy, at most `limit`.
-template <typename Signal>
-void waitWhile(AppState& state, Signal changed, const std::function<bool()>& busy,
+// Waits while `busy` holds, for as long as the `changed` signal of `sender` keeps it busy, at most `limit`.
+template <typename Sender, typename Signal>
+void waitWhile(Sender& sender, Signal changed, const std::function<bool()>& busy,
                std::chrono::milliseconds limit = std::chrono::hours(24)) {
     if (!busy()) {
         return;
     }
     QEventLoop loop;
-    QObject::connect(&state, changed, &loop, [&] {
+    QObject::connect(&sender, changed, &loop, [&] {
         if (!busy()) {
             loop.quit();
         }
@@ -146,8 +146,9 @@ int startLikeTheWindow(AppState& state, std::ostream& err) {
 
 // The group chats are read in the background; the tools that need them answer "still loading" until then.
 void loadGroupsAndWait(AppState& state) {
-    state.loadGroups();
-    waitWhile(state, &AppState::groupsLoadingChanged, [&] { return state.groupsLoading(); });
+    Insights& insights = *state.insights();
+    insights.loadGroups();
+    waitWhile(insights, &Insights::groupStatusChanged, [&] { return insights.groupsLoading(); });
 }
 
 // The person `--person` names, found as the coach's person picker finds one; says so when there is none.
@@ -203,8 +204,7 @@ int toolCommand(const QStringList& arguments, std::ostream& out, std::ostream& e
         return failure;
     }
 
-    CoachEngine engine;
-    engine.setState(&state);
+    CoachEngine& engine = *state.coach();
     std::optional<dovrel::PersonInsights> person;
     if (personName && !(person = focusedPerson(engine, *personName, "tool", err))) {
         return exitFailed;
@@ -250,8 +250,7 @@ int coachCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
     if (const int failure = startLikeTheWindow(state, err)) {
         return failure;
     }
-    CoachEngine engine;
-    engine.setState(&state);
+    CoachEngine& engine = *state.coach();
     std::optional<dovrel::PersonInsights> person;
     if (personName && !(person = focusedPerson(engine, *personName, "coach", err))) {
         return exitFailed;
@@ -259,7 +258,8 @@ int coachCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
     // The coach may ask about group chats; they are read first so that its tools can answer. Today's insight
     // goes into the system prompt, so it is awaited too.
     loadGroupsAndWait(state);
-    waitWhile(state, &AppState::proactiveLoadingChanged, [&] { return state.proactiveLoading(); });
+    waitWhile(*state.insights(), &Insights::proactiveLoadingChanged,
+              [&] { return state.insights()->proactiveLoading(); });
 
     QEventLoop loop;
     QObject::connect(&engine, &CoachEngine::toolRan, &loop,
@@ -288,13 +288,12 @@ int coachCommand(const QStringList& arguments, std::ostream& out, std::ostream& 
         return exitFailed;
     }
     const std::string key = person ? person->handleID : std::string();
-    const auto transcript = state.coachTranscripts().find(key);
-    if (transcript == state.coachTranscripts().end() || transcript->second.empty() ||
-        transcript->second.back().role != dovrel::CoachMessage::Role::coach) {
+    const std::vector<dovrel::CoachMessage>& transcript = state.coachStore()->transcript(key);
+    if (transcript.empty() || transcript.back().role != dovrel::CoachMessage::Role::coach) {
         err << "coach: no answer" << std::endl;
         return exitFailed;
     }
-    out << transcript->second.back().text << std::endl;
+    out << transcript.back().text << std::endl;
     return 0;
 }
 

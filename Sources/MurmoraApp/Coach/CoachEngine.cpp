@@ -194,8 +194,7 @@ std::vector<CoachMessage> CoachEngine::transcript(const std::string& key) const 
     if (state == nullptr) {
         return {};
     }
-    const auto found = state->coachTranscripts().find(key);
-    return found == state->coachTranscripts().end() ? std::vector<CoachMessage>{} : found->second;
+    return state->coachStore()->transcript(key);
 }
 
 std::vector<dovrel::MemoryEntry> CoachEngine::memory(const std::string& key) const {
@@ -203,8 +202,7 @@ std::vector<dovrel::MemoryEntry> CoachEngine::memory(const std::string& key) con
     if (state == nullptr) {
         return {};
     }
-    const auto found = state->coachMemory().find(key);
-    return found == state->coachMemory().end() ? std::vector<dovrel::MemoryEntry>{} : found->second;
+    return state->coachStore()->memory(key);
 }
 
 void CoachEngine::append(CoachMessage message, const std::string& key) {
@@ -213,9 +211,7 @@ void CoachEngine::append(CoachMessage message, const std::string& key) {
         return;
     }
     message.date = currentDate();
-    std::vector<CoachMessage> messages = transcript(key);
-    messages.push_back(std::move(message));
-    state->setTranscript(key, std::move(messages));
+    state->coachStore()->append(key, std::move(message));
     state->saveArtifacts();
 }
 
@@ -568,7 +564,7 @@ void CoachEngine::archiveIfStale(const std::string& key) {
     if (turns.size() >= turnsToArchive) {
         summarizeIntoMemory(turns, key);
     }
-    state->setTranscript(key, {});
+    state->coachStore()->setTranscript(key, {});
     state->saveArtifacts();
 }
 
@@ -582,7 +578,7 @@ void CoachEngine::startFreshSession(const std::string& key) {
     if (turns.size() >= turnsToSummarizeOnNewChat) {
         summarizeIntoMemory(turns, key);
     }
-    state->setTranscript(key, {});
+    state->coachStore()->setTranscript(key, {});
     state->saveArtifacts();
 }
 
@@ -607,7 +603,7 @@ void CoachEngine::summarizeIntoMemory(const std::vector<CoachMessage>& turns, co
                 std::vector<dovrel::MemoryEntry> entries = engine.memory(key);
                 entries.push_back(dovrel::MemoryEntry{dovrel::makeUUID(), dovrel::MemoryEntry::Kind::session,
                                                       note, engine.currentDate(), false});
-                state->setMemory(key, dovrel::CoachMemory::trimmed(std::move(entries)));
+                state->coachStore()->setMemory(key, dovrel::CoachMemory::trimmed(std::move(entries)));
                 state->saveArtifacts();
             });
         });
@@ -645,8 +641,8 @@ void CoachEngine::updateMemory(const std::string& key) {
                 }
                 // Read again: a session note may have arrived while the model thought, and refs resolve
                 // against the list as it is now.
-                target->setMemory(key,
-                                  dovrel::CoachMemory::apply(ops, engine.memory(key), engine.currentDate()));
+                target->coachStore()->setMemory(
+                    key, dovrel::CoachMemory::apply(ops, engine.memory(key), engine.currentDate()));
                 target->saveArtifacts();
             });
         });
@@ -714,7 +710,7 @@ void CoachEngine::storeRewrite(const std::string& draft, const std::string& repl
         return;
     }
     target->text = replacingAll(std::move(target->text), draft, rewrite);
-    state->setTranscript(key, std::move(messages));
+    state->coachStore()->setTranscript(key, std::move(messages));
     state->saveArtifacts();
 }
 

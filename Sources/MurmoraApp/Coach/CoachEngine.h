@@ -4,6 +4,7 @@
 #ifndef Q_MOC_RUN
 #include "Coach/Agent.h"
 #include "Coach/CorpusTools.h"
+#include "Measurement/GroupStats.h"
 #include "Measurement/PersonInsights.h"
 #include "Measurement/Trends.h"
 #include "MessageSources/GroupRecords.h"
@@ -27,8 +28,8 @@
 
 namespace murmora {
 
-// Drives the coach's conversation over the application state. Lives on the GUI thread; the coach screen
-// holds one and reads its fields.
+// Drives the coach's conversation over the application state. Lives on the GUI thread; the application state
+// owns the one the screens read, so a turn outlives the screen that started it.
 //
 // A turn asks the model (the relay, else the `claude` program), runs the tools it calls, and repeats until it
 // answers, at most eight calls in all. Only text messages reach the stored transcript: tool calls, their
@@ -40,6 +41,7 @@ namespace murmora {
 class CoachEngine : public QObject {
     Q_OBJECT
     QML_ELEMENT
+    QML_UNCREATABLE("The application has one coach engine: AppState.coach.")
 
     // Attached by the screen whenever it appears; the engine never owns it.
     Q_PROPERTY(murmora::AppState* state READ state WRITE setState NOTIFY stateChanged)
@@ -223,6 +225,7 @@ private:
     std::string statsLines(const dovrel::PersonInsights& insights) const;
     std::string overviewLines() const;
     std::string groupStatsLines(const dovrel::GroupThread& group) const;
+    dovrel::GroupStats groupStats(const dovrel::GroupThread& group) const;
     std::vector<dovrel::Trends::MonthPoint> trendPoints(const std::string& handle,
                                                         const dovrel::ContactThread& thread,
                                                         const dovrel::Calendar& calendar) const;

@@ -341,16 +341,16 @@ CoachEngine::ToolOutput CoachEngine::execute(const dovrel::Agent::ToolUse& use,
     if (tool == "groups") {
         if (!groupsReady()) {
             // A finished load that found no group with enough messages has nothing more to wait for.
-            if (state->groupsLoaded()) {
+            if (state->insights()->groupStatus() != Insights::GroupStatus::Loading) {
                 return {"Pulled your group chats.", "No group chats with enough history."};
             }
             return {loadingStatus, loadingResult};
         }
         const Date at = now(environment);
         std::vector<std::string> lines;
-        const std::size_t shown = std::min(state->groups().size(), groupsListed);
+        const std::size_t shown = std::min(state->insights()->groups().size(), groupsListed);
         for (std::size_t i = 0; i < shown; ++i) {
-            const dovrel::GroupThread& each = state->groups()[i];
+            const dovrel::GroupThread& each = state->insights()->groups()[i];
             std::vector<std::string> parts{groupName(each) + " \u2014 " +
                                                std::to_string(each.participants.size() + 1) + " people",
                                            std::to_string(each.messages.size()) + " msgs"};
@@ -358,7 +358,7 @@ CoachEngine::ToolOutput CoachEngine::execute(const dovrel::Agent::ToolUse& use,
                 parts.push_back("last active " +
                                 dovrel::PeopleView::shortAgo(at - each.messages.back().date));
             }
-            if (const dovrel::GroupStats::Member* me = state->stats(each).me()) {
+            if (const dovrel::GroupStats::Member* me = groupStats(each).me()) {
                 parts.push_back("my share " + percent(me->share) + "%");
             }
             lines.push_back(joined(parts, ", "));
@@ -394,7 +394,7 @@ CoachEngine::buildSystem(const std::optional<dovrel::PersonInsights>& person) co
             const std::vector<dovrel::MemoryEntry> own = memory(person->handleID);
             remembered.insert(remembered.end(), own.begin(), own.end());
             std::optional<std::string> insight;
-            for (const dovrel::Proactive::Insight& each : state->proactive()) {
+            for (const dovrel::Proactive::Insight& each : state->insights()->proactive()) {
                 if (each.handleID == person->handleID) {
                     insight = each.text;
                     break;
@@ -416,8 +416,8 @@ CoachEngine::buildSystem(const std::optional<dovrel::PersonInsights>& person) co
                        each.report.sentCount + each.report.receivedCount});
     }
     std::optional<std::string> insight;
-    if (!state->proactive().empty()) {
-        insight = state->proactive().front().text;
+    if (!state->insights()->proactive().empty()) {
+        insight = state->insights()->proactive().front().text;
     }
     return dovrel::CoachPrompt::generalSystem(*state->stats(), top, memory(""), insight, calendar,
                                               includeTextTools);
@@ -465,12 +465,12 @@ const dovrel::GroupThread* CoachEngine::findGroup(const std::optional<std::strin
         return nullptr;
     }
     const std::string wanted = dovrel::unicode::lowercased(*name);
-    for (const dovrel::GroupThread& group : state->groups()) {
+    for (const dovrel::GroupThread& group : state->insights()->groups()) {
         if (dovrel::unicode::lowercased(groupName(group)).find(wanted) != std::string::npos) {
             return &group;
         }
     }
-    for (const dovrel::GroupThread& group : state->groups()) {
+    for (const dovrel::GroupThread& group : state->insights()->groups()) {
         for (const std::string& handle : group.participants) {
             if (dovrel::unicode::lowercased(state->name(handle)).find(wanted) != std::string::npos) {
                 return &group;
@@ -485,15 +485,18 @@ bool CoachEngine::groupsReady() const {
     if (state == nullptr) {
         return false;
     }
-    if (state->groups().empty()) {
-        state->loadGroups();
+    // Only the first wish starts a load: after a failed one the tools answer as for no groups, so the model is
+    // not sent round again; the groups screen may try again.
+    if (state->insights()->groupStatus() == Insights::GroupStatus::NotLoaded) {
+        state->insights()->loadGroups();
     }
-    return !state->groups().empty();
+    return !state->insights()->groups().empty();
 }
 
 CoachEngine::ToolOutput CoachEngine::groupMiss(const std::optional<std::string>& name) const {
     const AppState* const state = state_.data();
-    if (state != nullptr && (!state->groups().empty() || state->groupsLoaded())) {
+    // A load that ended, failed or not, is nothing to wait for; nor is one that could not start.
+    if (state != nullptr && state->insights()->groupStatus() != Insights::GroupStatus::Loading) {
         return {"Looked up a group.", "No group found matching " + asked(name) + "."};
     }
     return {loadingStatus, loadingResult};
@@ -501,7 +504,7 @@ CoachEngine::ToolOutput CoachEngine::groupMiss(const std::optional<std::string>&
 
 std::string CoachEngine::groupName(const dovrel::GroupThread& group) const {
     if (const AppState* const state = state_.data()) {
-        return state->groupName(group);
+        return state->insights()->groupName(group);
     }
     return group.name.value_or("group");
 }
@@ -600,7 +603,7 @@ std::string CoachEngine::groupStatsLines(const dovrel::GroupThread& group) const
         return "No stats.";
     }
     const Generator::Environment environment = state->environment();
-    const dovrel::GroupStats& stats = state->stats(group);
+    const dovrel::GroupStats stats = groupStats(group);
     std::vector<std::string> lines{groupName(group) + ": " + std::to_string(group.participants.size() + 1) +
                                    " people, " + std::to_string(stats.total) + " messages"};
     if (stats.lastMessage) {
@@ -643,12 +646,29 @@ std::vector<dovrel::Trends::MonthPoint> CoachEngine::trendPoints(const std::stri
     if (state == nullptr) {
         return {};
     }
-    if (const auto cached = state->trendsCache().find(handle); cached != state->trendsCache().end()) {
+    const auto& cache = state->insights()->trendsCache();
+    if (const auto cached = cache.find(handle); cached != cache.end()) {
         return cached->second;
     }
     std::vector<dovrel::Trends::MonthPoint> points = dovrel::Trends::monthly(thread.messages, calendar);
-    state->storeTrends(handle, points);
+    state->insights()->storeTrends(handle, points);
     return points;
+}
+
+dovrel::GroupStats CoachEngine::groupStats(const dovrel::GroupThread& group) const {
+    AppState* const state = state_.data();
+    if (state == nullptr) {
+        return {};
+    }
+    if (const dovrel::GroupStats* cached = state->insights()->stats(group)) {
+        return *cached;
+    }
+    // A group load computes every group's statistics; only a group from elsewhere gets here.
+    try {
+        return dovrel::GroupStats::compute(group, state->environment().calendar);
+    } catch (const std::exception&) {
+        return {};
+    }
 }
 
 } // namespace murmora

@@ -1,5 +1,6 @@
 #include "State/AppState.h"
 
+#include "Coach/CoachEngine.h"
 #include "Foundation/Json.h"
 
 #include <QFile>
@@ -9,6 +10,7 @@
 #include <QSettings>
 #include <QThread>
 #include <exception>
+#include <utility>
 
 namespace murmora {
 namespace {
@@ -46,11 +48,16 @@ AppState::AppState(QObject* parent, Store store)
     theInstance = this;
     utility_.setThreadPriority(QThread::LowPriority);
     restore();
+    insights_ = new Insights(*this, userInitiated_, utility_);
+    coach_ = new CoachEngine(this);
+    coach_->setState(this);
 }
 
 AppState::~AppState() {
+    delete coach_; // a turn in flight ends with it
     userInitiated_.waitForDone();
     utility_.waitForDone();
+    delete coachStore_; // writes the last coach state, which holds the archetype of this object
     theInstance = nullptr;
 }
 
@@ -67,19 +74,13 @@ AppState* AppState::create(QQmlEngine* qmlEngine, QJSEngine* jsEngine) {
 }
 
 void AppState::restore() {
-    if (std::optional<dovrel::Artifacts> artifacts = store_.readArtifacts()) {
-        deepDives_ = std::move(artifacts->deepDives);
-        coachTranscripts_ = std::move(artifacts->transcripts);
-        coachMemory_ = artifacts->memory.value_or(std::map<std::string, std::vector<dovrel::MemoryEntry>>{});
-        const dovrel::Date now = dovrel::Date::now();
-        for (const auto& [key, note] : artifacts->memoryNotes) {
-            // Entries already in the new format win over an old note of the same key.
-            coachMemory_.try_emplace(key, dovrel::CoachMemory::migrate(note, now));
-        }
-        if (artifacts->archetypeTitle) {
-            archetype_ = dovrel::Archetype{*artifacts->archetypeTitle, artifacts->archetypeBody.value_or("")};
-        }
+    bool damaged = false;
+    const std::optional<dovrel::Artifacts> artifacts = store_.readArtifacts(&damaged);
+    if (artifacts && artifacts->archetypeTitle) {
+        archetype_ = dovrel::Archetype{*artifacts->archetypeTitle, artifacts->archetypeBody.value_or("")};
     }
+    coachStore_ = new CoachStore(
+        store_, artifacts, damaged, [this] { return archetype_; }, this);
     if (std::optional<dovrel::Snapshot> snapshot = store_.readSnapshot()) {
         stats_ = std::move(snapshot->stats);
         people_ = std::move(snapshot->people);
@@ -157,7 +158,7 @@ void AppState::checkAccess() {
     }
     // Stored data shows at once; threads are never stored, so a quiet run brings them after each launch.
     setPhase(Phase::Ready);
-    if (threadsByHandle_.empty()) {
+    if (corpus_->empty()) {
         learn(365, true);
     }
 }
@@ -225,10 +226,13 @@ void AppState::apply(Generator::Result result, int days, bool silent) {
     people_ = std::move(result.people);
     names_ = std::move(result.names);
     wrappedURL_ = std::move(result.wrappedURL);
-    threadsByHandle_ = std::move(result.threadsByHandle);
+    std::shared_ptr<const ThreadsByHandle> earlier =
+        std::exchange(corpus_, std::make_shared<const ThreadsByHandle>(std::move(result.threadsByHandle)));
+    // Freed on a worker: at a million messages that takes longer than a frame.
+    utility_.start([earlier = std::move(earlier)]() mutable { earlier.reset(); });
     readCounts_ = result.readCounts;
     messageCount_ = 0;
-    for (const auto& [handle, thread] : threadsByHandle_) {
+    for (const auto& [handle, thread] : *corpus_) {
         messageCount_ += static_cast<int>(thread.messages.size());
     }
     emit statsChanged();
@@ -236,8 +240,8 @@ void AppState::apply(Generator::Result result, int days, bool silent) {
     emit namesChanged();
     emit wrappedURLChanged();
     emit threadsChanged();
-    clearTrends();
-    refreshProactive();
+    insights_->clearTrends();
+    insights_->refreshProactive();
 
     // A stored or sharpened archetype stays, even though this run's page shows the local one.
     if (!archetype_) {
@@ -251,18 +255,6 @@ void AppState::apply(Generator::Result result, int days, bool silent) {
     if (!silent) {
         sharpenArchetype();
     }
-}
-
-void AppState::saveArtifacts() {
-    dovrel::Artifacts artifacts;
-    if (archetype_) {
-        artifacts.archetypeTitle = archetype_->title;
-        artifacts.archetypeBody = archetype_->body;
-    }
-    artifacts.deepDives = deepDives_;
-    artifacts.transcripts = coachTranscripts_;
-    artifacts.memory = coachMemory_;
-    store_.save(artifacts);
 }
 
 void AppState::finishWalkthrough() {
@@ -287,19 +279,14 @@ void AppState::setUpdate(std::optional<UpdateCheck::Info> update) {
     }
 }
 
-void AppState::setDeepDive(const std::string& handle, dovrel::StoredDive dive) {
-    deepDives_.insert_or_assign(handle, std::move(dive));
-    emit deepDivesChanged();
-}
-
-void AppState::setTranscript(const std::string& key, std::vector<dovrel::CoachMessage> messages) {
-    coachTranscripts_.insert_or_assign(key, std::move(messages));
-    emit coachTranscriptsChanged();
-}
-
-void AppState::setMemory(const std::string& key, std::vector<dovrel::MemoryEntry> entries) {
-    coachMemory_.insert_or_assign(key, std::move(entries));
-    emit coachMemoryChanged();
+void AppState::mergeNames(std::map<std::string, std::string> found) {
+    bool grew = false;
+    for (auto& [handle, name] : found) {
+        grew = names_.try_emplace(handle, std::move(name)).second || grew;
+    }
+    if (grew) {
+        emit namesChanged();
+    }
 }
 
 void AppState::setArchetype(std::optional<dovrel::Archetype> archetype) {
@@ -339,15 +326,6 @@ QVariant AppState::qmlArchetype() const {
 }
 QUrl AppState::qmlWrappedURL() const {
     return wrappedURL_ ? QUrl::fromLocalFile(QString::fromStdString(wrappedURL_->string())) : QUrl();
-}
-QVariantMap AppState::qmlDeepDives() const {
-    return toVariant(deepDives_).toMap();
-}
-QVariantMap AppState::qmlCoachTranscripts() const {
-    return toVariant(coachTranscripts_).toMap();
-}
-QVariantMap AppState::qmlCoachMemory() const {
-    return toVariant(coachMemory_).toMap();
 }
 QVariant AppState::qmlUpdate() const {
     if (!update_) {

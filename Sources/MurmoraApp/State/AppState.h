@@ -3,15 +3,13 @@
 // moc of Qt 6.4 cannot parse the C++20 standard headers the core pulls in; it needs none of them.
 #ifndef Q_MOC_RUN
 #include "AI/UpdateCheck.h"
-#include "Coach/CoachMemory.h"
-#include "Measurement/GroupStats.h"
-#include "Measurement/Proactive.h"
-#include "Measurement/Trends.h"
-#include "MessageSources/GroupRecords.h"
 #include "Persistence/Artifacts.h"
 #include "State/Generator.h"
 #include "State/Store.h"
 #endif
+
+#include "State/CoachStore.h"
+#include "State/Insights.h"
 
 #include <QObject>
 #include <QString>
@@ -21,15 +19,26 @@
 #include <QtQml/qqmlregistration.h>
 #include <chrono>
 #include <map>
+#include <memory>
 #include <optional>
 
 class QQmlEngine;
 class QJSEngine;
 
+// The engine's header includes this one; moc needs it for the `coach` property.
+Q_MOC_INCLUDE("Coach/CoachEngine.h")
+
 namespace murmora {
 
+class CoachEngine;
+
 // The one application state. Lives on the GUI thread; every screen reads it. Background runs copy what they
-// need when they start and post their results back; they never touch these fields.
+// need when they start and post their results back; they never touch these fields. The threads of the last
+// run are shared with them read-only, never copied.
+//
+// It owns the parts the screens reach through it: the coach store (transcripts, memory, deep dives, saving),
+// the insights computed on demand (groups, group statistics, proactive insights, trends) and the one coach
+// engine of the application.
 //
 // Records reach QML as plain maps and lists (their JSON form); C++ reads the typed values.
 class AppState : public QObject {
@@ -52,21 +61,17 @@ class AppState : public QObject {
     Q_PROPERTY(QVariantMap names READ qmlNames NOTIFY namesChanged)
     Q_PROPERTY(QVariant archetype READ qmlArchetype NOTIFY archetypeChanged)
     Q_PROPERTY(QUrl wrappedURL READ qmlWrappedURL NOTIFY wrappedURLChanged)
-    Q_PROPERTY(QVariantMap deepDives READ qmlDeepDives NOTIFY deepDivesChanged)
-    Q_PROPERTY(QVariantMap coachTranscripts READ qmlCoachTranscripts NOTIFY coachTranscriptsChanged)
-    Q_PROPERTY(QVariantMap coachMemory READ qmlCoachMemory NOTIFY coachMemoryChanged)
     // A newer build to offer, as {version, url}; null until the update check finds one.
     Q_PROPERTY(QVariant update READ qmlUpdate NOTIFY updateChanged)
-    // Month points per handle, filled on demand and emptied by every finished learn run.
-    Q_PROPERTY(QVariantMap trendsCache READ qmlTrendsCache NOTIFY trendsCacheChanged)
-    Q_PROPERTY(QVariantList proactive READ qmlProactive NOTIFY proactiveChanged)
-    // Each group as {guid, name, title, participants, messageCount, lastMessage}; messages stay in C++.
-    Q_PROPERTY(QVariantList groups READ qmlGroups NOTIFY groupsChanged)
-    Q_PROPERTY(bool groupsLoading READ groupsLoading NOTIFY groupsLoadingChanged)
+    Q_PROPERTY(murmora::CoachStore* coachStore READ coachStore CONSTANT)
+    Q_PROPERTY(murmora::Insights* insights READ insights CONSTANT)
+    Q_PROPERTY(murmora::CoachEngine* coach READ coach CONSTANT)
     // Asked once, at the first read, and kept for the life of the process.
     Q_PROPERTY(bool aiAvailable READ aiAvailable CONSTANT)
 
 public:
+    using ThreadsByHandle = std::unordered_map<std::string, dovrel::ContactThread>;
+
     enum class Phase { CheckingAccess, NeedsAccess, Learning, Ready, Failed };
     Q_ENUM(Phase)
     // The order of the sidebar.
@@ -89,7 +94,7 @@ public:
     Tab tab() const { return tab_; }
     void setTab(Tab tab);
     QString learningFact() const { return learningFact_; }
-    int threadCount() const { return static_cast<int>(threadsByHandle_.size()); }
+    int threadCount() const { return static_cast<int>(corpus_->size()); }
     int messageCount() const { return messageCount_; }
     bool showWalkthrough() const { return showWalkthrough_; }
 
@@ -102,37 +107,18 @@ public:
     const std::map<std::string, std::string>& names() const { return names_; }
     const std::optional<dovrel::Archetype>& archetype() const { return archetype_; }
     const std::optional<std::filesystem::path>& wrappedURL() const { return wrappedURL_; }
-    const std::map<std::string, dovrel::StoredDive>& deepDives() const { return deepDives_; }
-    const std::map<std::string, std::vector<dovrel::CoachMessage>>& coachTranscripts() const {
-        return coachTranscripts_;
-    }
-    const std::map<std::string, std::vector<dovrel::MemoryEntry>>& coachMemory() const {
-        return coachMemory_;
-    }
-    const std::unordered_map<std::string, dovrel::ContactThread>& threadsByHandle() const {
-        return threadsByHandle_;
-    }
+    const ThreadsByHandle& threadsByHandle() const { return *corpus_; }
+    // The same threads, for work that outlives this call on another thread.
+    std::shared_ptr<const ThreadsByHandle> corpus() const { return corpus_; }
     const dovrel::ReadCounts& readCounts() const { return readCounts_; }
     const std::optional<UpdateCheck::Info>& update() const { return update_; }
-    const std::map<std::string, std::vector<dovrel::Trends::MonthPoint>>& trendsCache() const {
-        return trendsCache_;
-    }
-    const std::vector<dovrel::Proactive::Insight>& proactive() const { return proactive_; }
-    // Insights are being computed; `proactive` changes, or not, when this turns false.
-    bool proactiveLoading() const { return proactiveRuns_ > 0; }
     // A model is naming the archetype after a run the user watched; `archetype` may change when this ends.
     bool sharpeningArchetype() const { return sharpenings_ > 0; }
-    const std::vector<dovrel::GroupThread>& groups() const { return groups_; }
-    bool groupsLoading() const { return groupsLoading_; }
-    bool groupsLoaded() const { return groupsLoaded_; }
     bool aiAvailable();
 
-    // Statistics of one group, computed at the first ask and kept for the life of the process.
-    const dovrel::GroupStats& stats(const dovrel::GroupThread& group);
-    // The group's own name, else the first names of its first members.
-    std::string groupName(const dovrel::GroupThread& group) const;
-    // Stores the points of a handle unless it has some already; a present entry is never replaced.
-    void storeTrends(const std::string& handle, std::vector<dovrel::Trends::MonthPoint> points);
+    CoachStore* coachStore() const { return coachStore_; }
+    Insights* insights() const { return insights_; }
+    CoachEngine* coach() const { return coach_; }
 
     // names[handle], else the fallback, else the handle.
     std::string name(const std::string& handle,
@@ -141,19 +127,11 @@ public:
 
     Q_INVOKABLE void checkAccess();
     Q_INVOKABLE void learn(int days, bool silent);
-    Q_INVOKABLE void saveArtifacts();
+    Q_INVOKABLE void saveArtifacts() { coachStore_->saveArtifacts(); }
     Q_INVOKABLE void finishWalkthrough();
     // Asks the version file whether a newer build exists and keeps the answer in `update`. Only the first
     // call asks; the root screen makes it at launch.
     Q_INVOKABLE void checkForUpdates();
-    // Reads the group chats once, in the background; later calls do nothing. A failed read may be retried.
-    Q_INVOKABLE void loadGroups();
-    // Recomputes the proactive insights in the background from the threads of the last run.
-    Q_INVOKABLE void refreshProactive();
-    // Computes the month points of a handle in the background when they are missing and its thread is there.
-    Q_INVOKABLE void loadTrends(const QString& handle);
-    // The statistics of the group with this guid, as a map; null for an unknown guid.
-    Q_INVOKABLE QVariant groupStats(const QString& guid);
 
     // How long each reveal stays on the learning screen; the command line sets it to zero.
     void setRevealPause(std::chrono::milliseconds pause) { revealPause_ = pause; }
@@ -164,10 +142,6 @@ public:
     // The surroundings as they are now: home folder, calendar, and the clock when it is fixed.
     Generator::Environment environment() const { return environment_(); }
 
-    // For the coach and the screens that edit what is persisted.
-    void setDeepDive(const std::string& handle, dovrel::StoredDive dive);
-    void setTranscript(const std::string& key, std::vector<dovrel::CoachMessage> messages);
-    void setMemory(const std::string& key, std::vector<dovrel::MemoryEntry> entries);
     void setArchetype(std::optional<dovrel::Archetype> archetype);
 
 signals:
@@ -183,31 +157,24 @@ signals:
     void namesChanged();
     void archetypeChanged();
     void wrappedURLChanged();
-    void deepDivesChanged();
-    void coachTranscriptsChanged();
-    void coachMemoryChanged();
     void updateChanged();
-    void trendsCacheChanged();
-    void proactiveChanged();
-    void proactiveLoadingChanged();
     void sharpeningArchetypeChanged();
-    void groupsChanged();
-    void groupsLoadingChanged();
     // A progress line or reveal as it is shown (also on runs that print instead of showing).
     void factShown(const QString& fact);
     // Every run ends with this, silent or not, succeeded or not.
     void runFinished(bool succeeded);
 
 private:
+    friend class Insights;
+
     void restore();
     void setPhase(Phase phase, const QString& failureText = {});
     void setLearningFact(const QString& fact);
     void setShowWalkthrough(bool show);
     void apply(Generator::Result result, int days, bool silent);
     void setUpdate(std::optional<UpdateCheck::Info> update);
-    void setProactive(std::vector<dovrel::Proactive::Insight> insights);
-    void setGroupsLoading(bool loading);
-    void clearTrends();
+    // Names found for group members join `names`; a name already there is kept.
+    void mergeNames(std::map<std::string, std::string> found);
     // Asks a model for a sharper archetype than the local one after a run the user watched; on an answer
     // that fits, keeps it and renders the recap page again. Every failure is silent.
     void sharpenArchetype();
@@ -223,13 +190,7 @@ private:
     QVariantMap qmlNames() const;
     QVariant qmlArchetype() const;
     QUrl qmlWrappedURL() const;
-    QVariantMap qmlDeepDives() const;
-    QVariantMap qmlCoachTranscripts() const;
-    QVariantMap qmlCoachMemory() const;
     QVariant qmlUpdate() const;
-    QVariantMap qmlTrendsCache() const;
-    QVariantList qmlProactive() const;
-    QVariantList qmlGroups() const;
 
     Store store_;
     Phase phase_ = Phase::CheckingAccess;
@@ -244,27 +205,21 @@ private:
     std::map<std::string, std::string> names_;
     std::optional<dovrel::Archetype> archetype_;
     std::optional<std::filesystem::path> wrappedURL_;
-    std::map<std::string, dovrel::StoredDive> deepDives_;
-    std::map<std::string, std::vector<dovrel::CoachMessage>> coachTranscripts_;
-    std::map<std::string, std::vector<dovrel::MemoryEntry>> coachMemory_;
-    std::unordered_map<std::string, dovrel::ContactThread> threadsByHandle_;
+    std::shared_ptr<const ThreadsByHandle> corpus_ = std::make_shared<const ThreadsByHandle>();
     dovrel::ReadCounts readCounts_;
     int messageCount_ = 0;
     std::optional<UpdateCheck::Info> update_;
     bool updateCheckStarted_ = false;
-    std::map<std::string, std::vector<dovrel::Trends::MonthPoint>> trendsCache_;
-    std::vector<dovrel::Proactive::Insight> proactive_;
-    int proactiveRuns_ = 0;
     int sharpenings_ = 0;
-    std::vector<dovrel::GroupThread> groups_;
-    bool groupsLoading_ = false;
-    bool groupsLoaded_ = false;
-    std::map<std::string, dovrel::GroupStats> groupStatsCache_;
     std::optional<bool> aiAvailable_;
     std::chrono::milliseconds revealPause_{1100};
     std::function<Generator::Environment()> environment_ = &Generator::Environment::current;
     QThreadPool userInitiated_;
     QThreadPool utility_;
+    // Children of this object, made in the constructor and gone with it.
+    CoachStore* coachStore_ = nullptr;
+    Insights* insights_ = nullptr;
+    CoachEngine* coach_ = nullptr;
 };
 
 } // namespace murmora

@@ -1,14 +1,15 @@
 // What the state computes only when something asks: group chats and their statistics, proactive insights,
 // trends per person, and whether an AI provider is there.
 #include "AI/AI.h"
-#include "Foundation/Json.h"
 #include "MessageSources/DatabaseCopier.h"
 #include "MessageSources/MessageStore.h"
 #include "State/AppState.h"
+#include "State/Insights.h"
 
 #include <QFile>
-#include <QJsonDocument>
 #include <QPointer>
+#include <QThreadPool>
+#include <QtGlobal>
 #include <exception>
 #include <set>
 #include <unordered_map>
@@ -16,16 +17,8 @@
 namespace murmora {
 namespace {
 
-QVariant jsonVariant(const nlohmann::json& value) {
-    const std::string text =
-        nlohmann::json::array({value}).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    const QVariantList wrapped =
-        QJsonDocument::fromJson(QByteArray::fromStdString(text)).toVariant().toList();
-    return wrapped.isEmpty() ? QVariant() : wrapped.first();
-}
-
-// Runs `step` on the GUI thread if the state still exists by then.
-template <typename Step> void postTo(const QPointer<AppState>& self, Step step) {
+// Runs `step` on the GUI thread if the insights still exist by then.
+template <typename Step> void postTo(const QPointer<Insights>& self, Step step) {
     QMetaObject::invokeMethod(
         self.data(),
         [self, step = std::move(step)]() mutable {
@@ -34,6 +27,34 @@ template <typename Step> void postTo(const QPointer<AppState>& self, Step step) 
             }
         },
         Qt::QueuedConnection);
+}
+
+struct GroupRead {
+    std::vector<dovrel::GroupThread> groups;
+    std::map<std::string, std::string> names;
+};
+
+// The group chats and the names of their members, from a copy of the database.
+GroupRead readGroups(const Generator::Environment& environment, const std::filesystem::path& database) {
+    const std::filesystem::path copy = dovrel::DatabaseCopier::copyForReading(database);
+    dovrel::MessageStore store(copy.string());
+    std::vector<dovrel::GroupThread> groups = store.groupThreads(25);
+    std::set<std::string> members;
+    for (const dovrel::GroupThread& group : groups) {
+        members.insert(group.participants.begin(), group.participants.end());
+    }
+    std::map<std::string, std::string> names =
+        Generator::resolveNames(std::vector<std::string>(members.begin(), members.end()), environment.home);
+    return {std::move(groups), std::move(names)};
+}
+
+dovrel::GroupStats computeStats(const dovrel::GroupThread& group, const dovrel::Calendar& calendar) {
+    try {
+        return dovrel::GroupStats::compute(group, calendar);
+    } catch (const std::exception&) {
+        // Only a damaged database has dates the calendar cannot place; such a group shows no statistics.
+        return {};
+    }
 }
 
 } // namespace
@@ -45,137 +66,157 @@ bool AppState::aiAvailable() {
     return *aiAvailable_;
 }
 
-const dovrel::GroupStats& AppState::stats(const dovrel::GroupThread& group) {
-    if (const auto found = groupStatsCache_.find(group.guid); found != groupStatsCache_.end()) {
-        return found->second;
-    }
-    dovrel::GroupStats computed;
-    try {
-        computed = dovrel::GroupStats::compute(group, environment_().calendar);
-    } catch (const std::exception&) {
-        // Only a damaged database has dates the calendar cannot place; such a group shows no statistics.
-    }
-    return groupStatsCache_.emplace(group.guid, std::move(computed)).first->second;
-}
+Insights::Insights(AppState& state, QThreadPool& userInitiated, QThreadPool& utility)
+    : QObject(&state)
+    , state_(state)
+    , userInitiated_(userInitiated)
+    , utility_(utility) {}
 
-std::string AppState::groupName(const dovrel::GroupThread& group) const {
-    if (group.name) {
-        return *group.name;
-    }
-    return group.fallbackName([this](const std::string& handle) { return name(handle); });
-}
-
-void AppState::storeTrends(const std::string& handle, std::vector<dovrel::Trends::MonthPoint> points) {
-    if (trendsCache_.try_emplace(handle, std::move(points)).second) {
-        emit trendsCacheChanged();
+void Insights::setGroupStatus(GroupStatus status) {
+    if (groupStatus_ != status) {
+        groupStatus_ = status;
+        emit groupStatusChanged();
     }
 }
 
-void AppState::clearTrends() {
-    if (!trendsCache_.empty()) {
-        trendsCache_.clear();
-        emit trendsCacheChanged();
-    }
-}
-
-void AppState::setProactive(std::vector<dovrel::Proactive::Insight> insights) {
-    if (proactive_ != insights) {
-        proactive_ = std::move(insights);
-        emit proactiveChanged();
-    }
-}
-
-void AppState::setGroupsLoading(bool loading) {
-    if (groupsLoading_ != loading) {
-        groupsLoading_ = loading;
-        emit groupsLoadingChanged();
-    }
-}
-
-void AppState::loadGroups() {
-    if (groupsLoaded_ || groupsLoading_) {
+void Insights::loadGroups() {
+    if (groupsLoaded_ || groupStatus_ == GroupStatus::Loading) {
         return;
     }
-    const Generator::Environment environment = environment_();
+    const Generator::Environment environment = state_.environment();
     const std::filesystem::path database = Generator::messagesDatabasePath(environment.home);
     QFile probe(QString::fromStdString(database.string()));
     if (!probe.open(QIODevice::ReadOnly)) {
         return;
     }
     probe.close();
-    setGroupsLoading(true);
+    setGroupStatus(GroupStatus::Loading);
 
-    const QPointer<AppState> self(this);
+    const QPointer<Insights> self(this);
     userInitiated_.start([self, environment, database] {
         try {
-            const std::filesystem::path copy = dovrel::DatabaseCopier::copyForReading(database);
-            dovrel::MessageStore store(copy.string());
-            std::vector<dovrel::GroupThread> groups = store.groupThreads(25);
-            std::set<std::string> members;
-            for (const dovrel::GroupThread& group : groups) {
-                members.insert(group.participants.begin(), group.participants.end());
+            GroupRead read = readGroups(environment, database);
+            // Every group's statistics are made here, so that the screens and the coach find them cached.
+            std::map<std::string, dovrel::GroupStats> stats;
+            for (const dovrel::GroupThread& group : read.groups) {
+                stats.emplace(group.guid, computeStats(group, environment.calendar));
             }
-            std::map<std::string, std::string> names = Generator::resolveNames(
-                std::vector<std::string>(members.begin(), members.end()), environment.home);
-            postTo(self, [groups = std::move(groups), names = std::move(names)](AppState& state) mutable {
-                state.groups_ = std::move(groups);
-                bool namesGrew = false;
-                for (auto& [handle, name] : names) {
-                    namesGrew = state.names_.try_emplace(handle, std::move(name)).second || namesGrew;
-                }
-                state.groupsLoaded_ = true;
-                emit state.groupsChanged();
-                if (namesGrew) {
-                    emit state.namesChanged();
-                }
-                state.setGroupsLoading(false);
+            postTo(self,
+                   [groups = std::make_shared<const Groups>(std::move(read.groups)), stats = std::move(stats),
+                    names = std::move(read.names)](Insights& insights) mutable {
+                       insights.groupsRead(std::move(groups), std::move(stats), std::move(names));
+                   });
+        } catch (const std::exception& error) {
+            postTo(self, [reason = QString::fromUtf8(error.what())](Insights& insights) {
+                qWarning().noquote() << "Could not read the group chats:" << reason;
+                insights.setGroupStatus(GroupStatus::Failed);
             });
-        } catch (const std::exception&) {
-            postTo(self, [](AppState& state) { state.setGroupsLoading(false); });
         }
     });
 }
 
-void AppState::refreshProactive() {
-    if (threadsByHandle_.empty()) {
-        return;
+void Insights::groupsRead(std::shared_ptr<const Groups> groups,
+                          std::map<std::string, dovrel::GroupStats> stats,
+                          std::map<std::string, std::string> names) {
+    groups_ = std::move(groups);
+    // Statistics once computed are kept for the life of the process.
+    groupStatsCache_.merge(stats);
+    state_.mergeNames(std::move(names));
+    groupsLoaded_ = true;
+    emit groupsChanged();
+    setGroupStatus(GroupStatus::Loaded);
+}
+
+const dovrel::GroupStats* Insights::stats(const dovrel::GroupThread& group) {
+    if (const auto found = groupStatsCache_.find(group.guid); found != groupStatsCache_.end()) {
+        return &found->second;
     }
-    std::vector<dovrel::ContactThread> threads;
-    threads.reserve(threadsByHandle_.size());
-    std::unordered_map<std::string, std::string> displayNames;
-    for (const auto& [handle, thread] : threadsByHandle_) {
-        threads.push_back(thread);
-        if (thread.displayName) {
-            displayNames.emplace(handle, *thread.displayName);
+    if (!statsComputing_.insert(group.guid).second) {
+        return nullptr;
+    }
+    // The worker reads a loaded group where it is; only a group from elsewhere is copied.
+    std::shared_ptr<const dovrel::GroupThread> shared;
+    for (const dovrel::GroupThread& each : *groups_) {
+        if (each.guid == group.guid) {
+            shared = std::shared_ptr<const dovrel::GroupThread>(groups_, &each);
         }
     }
+    if (!shared) {
+        shared = std::make_shared<const dovrel::GroupThread>(group);
+    }
+    const QPointer<Insights> self(this);
+    userInitiated_.start([self, group = std::move(shared), calendar = state_.environment().calendar] {
+        postTo(self,
+               [guid = group->guid, stats = computeStats(*group, calendar)](Insights& insights) mutable {
+                   insights.statsComputing_.erase(guid);
+                   insights.groupStatsCache_.try_emplace(guid, std::move(stats));
+                   emit insights.groupStatsReady(QString::fromStdString(guid));
+               });
+    });
+    return nullptr;
+}
+
+std::string Insights::groupName(const dovrel::GroupThread& group) const {
+    if (group.name) {
+        return *group.name;
+    }
+    return group.fallbackName([this](const std::string& handle) { return state_.name(handle); });
+}
+
+void Insights::storeTrends(const std::string& handle, std::vector<dovrel::Trends::MonthPoint> points) {
+    if (trendsCache_.try_emplace(handle, std::move(points)).second) {
+        emit trendsChanged(QString::fromStdString(handle));
+    }
+}
+
+void Insights::clearTrends() {
+    if (!trendsCache_.empty()) {
+        trendsCache_.clear();
+        emit trendsChanged({});
+    }
+}
+
+void Insights::refreshProactive() {
+    std::shared_ptr<const AppState::ThreadsByHandle> corpus = state_.corpus();
+    if (corpus->empty()) {
+        return;
+    }
     std::vector<std::string> topHandles;
-    topHandles.reserve(people_.size());
-    for (const dovrel::PersonInsights& person : people_) {
+    topHandles.reserve(state_.people().size());
+    for (const dovrel::PersonInsights& person : state_.people()) {
         topHandles.push_back(person.handleID);
     }
-    const Generator::Environment environment = environment_();
+    const Generator::Environment environment = state_.environment();
     const dovrel::Date now = environment.now.value_or(dovrel::Date::now());
 
     if (++proactiveRuns_ == 1) {
         emit proactiveLoadingChanged();
     }
-    const QPointer<AppState> self(this);
-    utility_.start([self, threads = std::move(threads), topHandles = std::move(topHandles), names = names_,
-                    displayNames = std::move(displayNames), calendar = environment.calendar, now] {
+    const QPointer<Insights> self(this);
+    utility_.start([self, corpus = std::move(corpus), topHandles = std::move(topHandles),
+                    names = state_.names(), calendar = environment.calendar, now] {
+        std::vector<const dovrel::ContactThread*> threads;
+        threads.reserve(corpus->size());
+        for (const auto& [handle, thread] : *corpus) {
+            threads.push_back(&thread);
+        }
         const dovrel::Proactive::NameResolver resolve = [&](const std::string& handle) {
             if (const auto found = names.find(handle); found != names.end()) {
                 return found->second;
             }
-            if (const auto found = displayNames.find(handle); found != displayNames.end()) {
-                return found->second;
+            if (const auto found = corpus->find(handle);
+                found != corpus->end() && found->second.displayName) {
+                return *found->second.displayName;
             }
             return handle;
         };
         std::vector<dovrel::Proactive::Insight> insights =
             dovrel::Proactive::detect(threads, topHandles, resolve, calendar, now);
-        postTo(self, [insights = std::move(insights)](AppState& state) mutable {
-            state.setProactive(std::move(insights));
+        postTo(self, [insights = std::move(insights)](Insights& state) mutable {
+            if (state.proactive_ != insights) {
+                state.proactive_ = std::move(insights);
+                emit state.proactiveChanged();
+            }
             if (--state.proactiveRuns_ == 0) {
                 emit state.proactiveLoadingChanged();
             }
@@ -183,75 +224,21 @@ void AppState::refreshProactive() {
     });
 }
 
-void AppState::loadTrends(const QString& qmlHandle) {
+void Insights::loadTrends(const QString& qmlHandle) {
     const std::string handle = qmlHandle.toStdString();
-    const auto thread = threadsByHandle_.find(handle);
-    if (trendsCache_.contains(handle) || thread == threadsByHandle_.end()) {
+    std::shared_ptr<const AppState::ThreadsByHandle> corpus = state_.corpus();
+    if (trendsCache_.contains(handle) || !corpus->contains(handle)) {
         return;
     }
-    const QPointer<AppState> self(this);
+    const QPointer<Insights> self(this);
     userInitiated_.start(
-        [self, handle, messages = thread->second.messages, calendar = environment_().calendar] {
-            std::vector<dovrel::Trends::MonthPoint> points = dovrel::Trends::monthly(messages, calendar);
-            postTo(self, [handle, points = std::move(points)](AppState& state) mutable {
-                state.storeTrends(handle, std::move(points));
+        [self, handle, corpus = std::move(corpus), calendar = state_.environment().calendar] {
+            std::vector<dovrel::Trends::MonthPoint> points =
+                dovrel::Trends::monthly(corpus->at(handle).messages, calendar);
+            postTo(self, [handle, points = std::move(points)](Insights& insights) mutable {
+                insights.storeTrends(handle, std::move(points));
             });
         });
-}
-
-QVariant AppState::groupStats(const QString& guid) {
-    const std::string key = guid.toStdString();
-    for (const dovrel::GroupThread& group : groups_) {
-        if (group.guid == key) {
-            return jsonVariant(stats(group));
-        }
-    }
-    return {};
-}
-
-QVariantMap AppState::qmlTrendsCache() const {
-    QVariantMap out;
-    for (const auto& [handle, points] : trendsCache_) {
-        out.insert(QString::fromStdString(handle), jsonVariant(points));
-    }
-    return out;
-}
-
-QVariantList AppState::qmlProactive() const {
-    QVariantList out;
-    for (const dovrel::Proactive::Insight& insight : proactive_) {
-        out.append(QVariantMap{
-            {QStringLiteral("kind"), QString::fromUtf8(dovrel::Proactive::Insight::rawValue(insight.kind))},
-            {QStringLiteral("handleID"), QString::fromStdString(insight.handleID)},
-            {QStringLiteral("text"), QString::fromStdString(insight.text)},
-            {QStringLiteral("starter"), QString::fromStdString(insight.starter)},
-        });
-    }
-    return out;
-}
-
-QVariantList AppState::qmlGroups() const {
-    QVariantList out;
-    for (const dovrel::GroupThread& group : groups_) {
-        QVariantMap entry{
-            {QStringLiteral("guid"), QString::fromStdString(group.guid)},
-            {QStringLiteral("title"), QString::fromStdString(groupName(group))},
-            {QStringLiteral("messageCount"), static_cast<qlonglong>(group.messages.size())},
-        };
-        if (group.name) {
-            entry.insert(QStringLiteral("name"), QString::fromStdString(*group.name));
-        }
-        QStringList participants;
-        for (const std::string& handle : group.participants) {
-            participants.append(QString::fromStdString(handle));
-        }
-        entry.insert(QStringLiteral("participants"), participants);
-        if (!group.messages.empty()) {
-            entry.insert(QStringLiteral("lastMessage"), group.messages.back().date.seconds);
-        }
-        out.append(entry);
-    }
-    return out;
 }
 
 } // namespace murmora

@@ -31,8 +31,11 @@ template <class Record> void write(const QString& path, const Record& record) {
     file.commit();
 }
 
-template <class Record> std::optional<Record> read(const QString& path) {
+template <class Record> std::optional<Record> read(const QString& path, bool* damaged = nullptr) {
     QFile file(path);
+    if (damaged != nullptr) {
+        *damaged = file.exists();
+    }
     if (!file.open(QIODevice::ReadOnly)) {
         return std::nullopt;
     }
@@ -42,6 +45,9 @@ template <class Record> std::optional<Record> read(const QString& path) {
             nlohmann::json::parse(bytes.constData(), bytes.constData() + bytes.size());
         Record record;
         from_json(document, record);
+        if (damaged != nullptr) {
+            *damaged = false;
+        }
         return record;
     } catch (const nlohmann::json::exception&) {
         return std::nullopt;
@@ -80,8 +86,18 @@ std::optional<dovrel::Snapshot> Store::readSnapshot() const {
     return read<dovrel::Snapshot>(folder_ + QLatin1Char('/') + QLatin1String(snapshotFile));
 }
 
-std::optional<dovrel::Artifacts> Store::readArtifacts() const {
-    return read<dovrel::Artifacts>(folder_ + QLatin1Char('/') + QLatin1String(artifactsFile));
+std::optional<dovrel::Artifacts> Store::readArtifacts(bool* damaged) const {
+    return read<dovrel::Artifacts>(folder_ + QLatin1Char('/') + QLatin1String(artifactsFile), damaged);
+}
+
+QString Store::setAsideArtifacts(QDate date) const {
+    const QString base = folder_ + QStringLiteral("/artifacts.damaged-") + date.toString(Qt::ISODate);
+    QString target = base + QStringLiteral(".json");
+    for (int n = 2; QFile::exists(target); ++n) {
+        target = base + QLatin1Char('-') + QString::number(n) + QStringLiteral(".json");
+    }
+    return QFile::rename(folder_ + QLatin1Char('/') + QLatin1String(artifactsFile), target) ? target
+                                                                                            : QString();
 }
 
 } // namespace murmora

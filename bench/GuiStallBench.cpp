@@ -1,0 +1,194 @@
+// How long the GUI thread stops answering while the application does its heaviest work. A 4 ms timer on the
+// GUI thread records the longest gap between its ticks, through each step in turn:
+//   launch    the state made over a stored snapshot (construction reads it), checkAccess, and the silent run
+//             with the proactive insights it starts;
+//   groups    a group load, with the statistics of every group;
+//   search    one `search` tool call, as a coach turn runs it;
+//   count     one `count` tool call;
+//   proactive a proactive refresh.
+// A first, untimed launch learns and leaves the snapshot. The data folder and the temporary folder are
+// private and removed at the end.
+//
+//   gui-stall-bench HOME
+#include "Coach/CoachEngine.h"
+#include "State/AppState.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTemporaryDir>
+#include <QTimer>
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <nlohmann/json.hpp>
+
+namespace {
+
+constexpr double targetMs = 50.0;
+
+// The 4 ms timer and the longest gap between two of its ticks since the last reset.
+class StallMeter {
+public:
+    StallMeter() {
+        timer_.setTimerType(Qt::PreciseTimer);
+        timer_.setInterval(4);
+        QObject::connect(&timer_, &QTimer::timeout, [this] { tick(); });
+        clock_.start();
+        timer_.start();
+    }
+    void reset() {
+        last_ = clock_.nsecsElapsed();
+        longest_ = 0;
+    }
+    double longestMs() {
+        tick();
+        return static_cast<double>(longest_) / 1e6;
+    }
+
+private:
+    void tick() {
+        const qint64 now = clock_.nsecsElapsed();
+        longest_ = std::max(longest_, now - last_);
+        last_ = now;
+    }
+
+    QTimer timer_;
+    QElapsedTimer clock_;
+    qint64 last_ = 0;
+    qint64 longest_ = 0;
+};
+
+// Runs the event loop from `start` until `done` holds, checked at each `changed` signal of `sender`.
+template <typename Sender, typename Signal>
+void runUntil(Sender* sender, Signal changed, const std::function<void()>& start,
+              const std::function<bool()>& done) {
+    QEventLoop loop;
+    QObject::connect(sender, changed, &loop, [&] {
+        if (done()) {
+            loop.quit();
+        }
+    });
+    QTimer::singleShot(0, &loop, [&] {
+        start();
+        if (done()) {
+            loop.quit();
+        }
+    });
+    loop.exec();
+}
+
+struct Step {
+    const char* name;
+    double seconds;
+    double longestMs;
+};
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    if (argc != 2) {
+        std::cerr << "usage: gui-stall-bench HOME\n";
+        return 64;
+    }
+    const std::filesystem::path home = std::filesystem::absolute(argv[1]);
+    const nlohmann::json summary = nlohmann::json::parse(std::ifstream(home / "summary.json"));
+    const dovrel::Date now{summary.at("now").get<double>()};
+
+    QTemporaryDir scratch;
+    qputenv("HOME", QByteArray::fromStdString(home.string()));
+    qputenv("XDG_DATA_HOME", (scratch.path() + QStringLiteral("/data")).toUtf8());
+    qputenv("TMPDIR", scratch.path().toUtf8());
+    QCoreApplication app(argc, argv);
+    const auto environment = [home, now] {
+        murmora::Generator::Environment current = murmora::Generator::Environment::current();
+        current.home = home;
+        current.now = now;
+        return current;
+    };
+
+    {
+        murmora::AppState first(nullptr);
+        first.setEnvironment(environment);
+        first.setRevealPause(std::chrono::milliseconds(0));
+        bool finished = false;
+        QObject::connect(&first, &murmora::AppState::runFinished, [&finished] { finished = true; });
+        runUntil(
+            &first, &murmora::AppState::runFinished, [&] { first.learn(365, false); },
+            [&finished] { return finished; });
+        if (first.phase() != murmora::AppState::Phase::Ready) {
+            std::cerr << "gui-stall-bench: the first learn run failed: " << first.failureText().toStdString()
+                      << "\n";
+            return 1;
+        }
+    }
+
+    StallMeter meter;
+    std::vector<Step> steps;
+    const auto measure = [&](const char* name, const std::function<void()>& step) {
+        QElapsedTimer wall;
+        meter.reset();
+        wall.start();
+        step();
+        steps.push_back({name, static_cast<double>(wall.nsecsElapsed()) / 1e9, meter.longestMs()});
+    };
+
+    std::unique_ptr<murmora::AppState> state;
+    measure("launch", [&] {
+        QEventLoop loop;
+        QTimer::singleShot(0, &loop, [&] {
+            state = std::make_unique<murmora::AppState>(nullptr);
+            state->setEnvironment(environment);
+            QObject::connect(state->insights(), &murmora::Insights::proactiveLoadingChanged, &loop, [&] {
+                if (!state->insights()->proactiveLoading()) {
+                    loop.quit();
+                }
+            });
+            state->checkAccess();
+        });
+        loop.exec();
+    });
+    if (state->threadCount() == 0) {
+        std::cerr << "gui-stall-bench: the silent run brought no threads\n";
+        return 1;
+    }
+    murmora::Insights& insights = *state->insights();
+    measure("groups", [&] {
+        runUntil(
+            &insights, &murmora::Insights::groupStatusChanged, [&] { insights.loadGroups(); },
+            [&] { return !insights.groupsLoading(); });
+    });
+    // The engine's tool operation, as a coach turn calls it from the event loop.
+    const auto tool = [&](const char* name, const char* input) {
+        runUntil(
+            &app, &QCoreApplication::aboutToQuit,
+            [&] {
+                state->coach()->execute({"bench", name, input}, std::nullopt);
+            },
+            [] { return true; });
+    };
+    measure("search tool", [&] { tool("search", R"({"terms":"dinner|drinks","limit":10})"); });
+    measure("count tool", [&] { tool("count", R"({"terms":"love you"})"); });
+    measure("proactive", [&] {
+        runUntil(
+            &insights, &murmora::Insights::proactiveLoadingChanged, [&] { insights.refreshProactive(); },
+            [&] { return !insights.proactiveLoading(); });
+    });
+
+    double longest = 0.0;
+    std::string load;
+    std::getline(std::ifstream("/proc/loadavg"), load);
+    std::printf("GUI thread over %d threads and %zu groups (load: %s)\n", state->threadCount(),
+                insights.groups().size(),
+                load.substr(0, load.find(' ', load.find(' ', load.find(' ') + 1) + 1)).c_str());
+    for (const Step& step : steps) {
+        std::printf("  %-12s %8.3f s   longest gap %7.1f ms\n", step.name, step.seconds, step.longestMs);
+        longest = std::max(longest, step.longestMs);
+    }
+    std::printf("gui-stall longest gap %.1f ms (target <= %.0f ms)\n", longest, targetMs);
+    state.reset();
+    return 0;
+}
