@@ -1,9 +1,6 @@
 #include "State/AppState.h"
 
-#include "Foundation/Json.h"
-
 #include <QFile>
-#include <QJsonDocument>
 #include <QPointer>
 #include <QQmlEngine>
 #include <QSettings>
@@ -16,15 +13,6 @@ namespace {
 AppState* theInstance = nullptr;
 
 const QString walkthroughKey = QStringLiteral("hasSeenWalkthrough");
-
-// Records reach QML through their JSON form, so QML sees the same keys as the stored files.
-QVariant toVariant(const nlohmann::json& value) {
-    const std::string text =
-        nlohmann::json::array({value}).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    const QVariantList wrapped =
-        QJsonDocument::fromJson(QByteArray::fromStdString(text)).toVariant().toList();
-    return wrapped.isEmpty() ? QVariant() : wrapped.first();
-}
 
 std::optional<std::string> optionalText(const QVariant& value) {
     if (value.isNull() || !value.isValid()) {
@@ -41,7 +29,10 @@ AppState::AppState(QObject* parent)
 AppState::AppState(QObject* parent, Store store)
     : QObject(parent)
     , store_(std::move(store))
-    , learningFact_(QStringLiteral("Reading your messages\u2026")) {
+    , learningFact_(QStringLiteral("Reading your messages\u2026"))
+    , peopleModel_(new PeopleModel(this))
+    , insightsModel_(new InsightsModel(this))
+    , groupsModel_(new GroupsModel(this)) {
     Q_ASSERT(theInstance == nullptr);
     theInstance = this;
     utility_.setThreadPriority(QThread::LowPriority);
@@ -84,6 +75,7 @@ void AppState::restore() {
         stats_ = std::move(snapshot->stats);
         people_ = std::move(snapshot->people);
         names_ = std::move(snapshot->names);
+        peopleModel_->setPeople(people_, names_);
     }
 }
 
@@ -236,6 +228,8 @@ void AppState::apply(Generator::Result result, int days, bool silent) {
     emit namesChanged();
     emit wrappedURLChanged();
     emit threadsChanged();
+    peopleModel_->setPeople(people_, names_);
+    peopleModel_->setThreadEnds(threadEnds());
     clearTrends();
     refreshProactive();
 
@@ -293,12 +287,18 @@ void AppState::setDeepDive(const std::string& handle, dovrel::StoredDive dive) {
 }
 
 void AppState::setTranscript(const std::string& key, std::vector<dovrel::CoachMessage> messages) {
-    coachTranscripts_.insert_or_assign(key, std::move(messages));
+    const auto stored = coachTranscripts_.insert_or_assign(key, std::move(messages)).first;
+    if (const auto model = transcriptModels_.find(key); model != transcriptModels_.end()) {
+        model->second->setMessages(stored->second);
+    }
     emit coachTranscriptsChanged();
 }
 
 void AppState::setMemory(const std::string& key, std::vector<dovrel::MemoryEntry> entries) {
-    coachMemory_.insert_or_assign(key, std::move(entries));
+    const auto stored = coachMemory_.insert_or_assign(key, std::move(entries)).first;
+    if (const auto model = memoryModels_.find(key); model != memoryModels_.end()) {
+        model->second->setEntries(stored->second);
+    }
     emit coachMemoryChanged();
 }
 
@@ -321,39 +321,4 @@ QVariant AppState::qmlCoachAsk() const {
 void AppState::setQmlCoachAsk(const QVariant& value) {
     setCoachAsk(optionalText(value));
 }
-QVariant AppState::qmlStats() const {
-    return stats_ ? toVariant(*stats_) : QVariant();
-}
-QVariantList AppState::qmlPeople() const {
-    return toVariant(people_).toList();
-}
-QVariantMap AppState::qmlNames() const {
-    return toVariant(names_).toMap();
-}
-QVariant AppState::qmlArchetype() const {
-    if (!archetype_) {
-        return {};
-    }
-    return QVariantMap{{QStringLiteral("title"), QString::fromStdString(archetype_->title)},
-                       {QStringLiteral("body"), QString::fromStdString(archetype_->body)}};
-}
-QUrl AppState::qmlWrappedURL() const {
-    return wrappedURL_ ? QUrl::fromLocalFile(QString::fromStdString(wrappedURL_->string())) : QUrl();
-}
-QVariantMap AppState::qmlDeepDives() const {
-    return toVariant(deepDives_).toMap();
-}
-QVariantMap AppState::qmlCoachTranscripts() const {
-    return toVariant(coachTranscripts_).toMap();
-}
-QVariantMap AppState::qmlCoachMemory() const {
-    return toVariant(coachMemory_).toMap();
-}
-QVariant AppState::qmlUpdate() const {
-    if (!update_) {
-        return {};
-    }
-    return QVariantMap{{QStringLiteral("version"), update_->version}, {QStringLiteral("url"), update_->url}};
-}
-
 } // namespace murmora

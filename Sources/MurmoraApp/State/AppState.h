@@ -13,6 +13,19 @@
 #include "State/Store.h"
 #endif
 
+#include "Models/ArchetypeValue.h"
+#include "Models/GroupMembersModel.h"
+#include "Models/GroupStatsValue.h"
+#include "Models/GroupsModel.h"
+#include "Models/InsightsModel.h"
+#include "Models/MemoryModel.h"
+#include "Models/PeopleModel.h"
+#include "Models/StoredDiveValue.h"
+#include "Models/ThreadModel.h"
+#include "Models/TranscriptModel.h"
+#include "Models/UpdateInfoValue.h"
+#include "Models/WrappedStatsValue.h"
+
 #include <QObject>
 #include <QString>
 #include <QThreadPool>
@@ -31,7 +44,7 @@ namespace murmora {
 // The one application state. Lives on the GUI thread; every screen reads it. Background runs copy what they
 // need when they start and post their results back; they never touch these fields.
 //
-// Records reach QML as plain maps and lists (their JSON form); C++ reads the typed values.
+// QML reads list models and value types made from the typed fields; C++ reads the fields themselves.
 class AppState : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -47,21 +60,17 @@ class AppState : public QObject {
                    coachSelectionChanged)
     Q_PROPERTY(QVariant coachAsk READ qmlCoachAsk WRITE setQmlCoachAsk NOTIFY coachAskChanged)
     Q_PROPERTY(bool showWalkthrough READ showWalkthrough NOTIFY showWalkthroughChanged)
-    Q_PROPERTY(QVariant stats READ qmlStats NOTIFY statsChanged)
-    Q_PROPERTY(QVariantList people READ qmlPeople NOTIFY peopleChanged)
-    Q_PROPERTY(QVariantMap names READ qmlNames NOTIFY namesChanged)
-    Q_PROPERTY(QVariant archetype READ qmlArchetype NOTIFY archetypeChanged)
+    // Invalid until something is learned.
+    Q_PROPERTY(murmora::WrappedStatsValue stats READ qmlStats NOTIFY statsChanged)
+    // Everybody, most messages first. The people screen reads it through a PeopleFilterModel.
+    Q_PROPERTY(murmora::PeopleModel* people READ peopleModel CONSTANT)
+    Q_PROPERTY(murmora::ArchetypeValue archetype READ qmlArchetype NOTIFY archetypeChanged)
     Q_PROPERTY(QUrl wrappedURL READ qmlWrappedURL NOTIFY wrappedURLChanged)
-    Q_PROPERTY(QVariantMap deepDives READ qmlDeepDives NOTIFY deepDivesChanged)
-    Q_PROPERTY(QVariantMap coachTranscripts READ qmlCoachTranscripts NOTIFY coachTranscriptsChanged)
-    Q_PROPERTY(QVariantMap coachMemory READ qmlCoachMemory NOTIFY coachMemoryChanged)
-    // A newer build to offer, as {version, url}; null until the update check finds one.
-    Q_PROPERTY(QVariant update READ qmlUpdate NOTIFY updateChanged)
-    // Month points per handle, filled on demand and emptied by every finished learn run.
-    Q_PROPERTY(QVariantMap trendsCache READ qmlTrendsCache NOTIFY trendsCacheChanged)
-    Q_PROPERTY(QVariantList proactive READ qmlProactive NOTIFY proactiveChanged)
-    // Each group as {guid, name, title, participants, messageCount, lastMessage}; messages stay in C++.
-    Q_PROPERTY(QVariantList groups READ qmlGroups NOTIFY groupsChanged)
+    // A newer build to offer; invalid until the update check finds one.
+    Q_PROPERTY(murmora::UpdateInfoValue update READ qmlUpdate NOTIFY updateChanged)
+    Q_PROPERTY(murmora::InsightsModel* proactive READ insightsModel CONSTANT)
+    // The group chats; their messages stay in C++.
+    Q_PROPERTY(murmora::GroupsModel* groups READ groupsModel CONSTANT)
     Q_PROPERTY(bool groupsLoading READ groupsLoading NOTIFY groupsLoadingChanged)
     // Asked once, at the first read, and kept for the life of the process.
     Q_PROPERTY(bool aiAvailable READ aiAvailable CONSTANT)
@@ -152,8 +161,23 @@ public:
     Q_INVOKABLE void refreshProactive();
     // Computes the month points of a handle in the background when they are missing and its thread is there.
     Q_INVOKABLE void loadTrends(const QString& handle);
-    // The statistics of the group with this guid, as a map; null for an unknown guid.
-    Q_INVOKABLE QVariant groupStats(const QString& guid);
+
+    // What QML reads, kept in step with the fields at each change. The models of a key or handle are made at
+    // the first ask; transcripts and memories are kept (one per key), threads and members are the caller's.
+    PeopleModel* peopleModel() const { return peopleModel_; }
+    InsightsModel* insightsModel() const { return insightsModel_; }
+    GroupsModel* groupsModel() const { return groupsModel_; }
+    Q_INVOKABLE murmora::TranscriptModel* transcriptModel(const QString& key);
+    Q_INVOKABLE murmora::MemoryModel* memoryModel(const QString& key);
+    // The messages of a handle's thread, a page at a time; empty for a handle without a thread.
+    Q_INVOKABLE murmora::ThreadModel* threadModel(const QString& handle);
+    // The stored deep dive of a handle; invalid when there is none.
+    Q_INVOKABLE murmora::StoredDiveValue deepDive(const QString& handle) const;
+    // The month points of a handle (MonthPointValue), empty until loadTrends has stored them.
+    Q_INVOKABLE QVariantList trends(const QString& handle) const;
+    // The statistics of the group with this guid; invalid for an unknown guid.
+    Q_INVOKABLE murmora::GroupStatsValue groupStats(const QString& guid);
+    Q_INVOKABLE murmora::GroupMembersModel* groupMembers(const QString& guid);
 
     // How long each reveal stays on the learning screen; the command line sets it to zero.
     void setRevealPause(std::chrono::milliseconds pause) { revealPause_ = pause; }
@@ -218,18 +242,12 @@ private:
     void setQmlCoachSelection(const QVariant& value);
     QVariant qmlCoachAsk() const;
     void setQmlCoachAsk(const QVariant& value);
-    QVariant qmlStats() const;
-    QVariantList qmlPeople() const;
-    QVariantMap qmlNames() const;
-    QVariant qmlArchetype() const;
+    WrappedStatsValue qmlStats() const;
+    ArchetypeValue qmlArchetype() const;
     QUrl qmlWrappedURL() const;
-    QVariantMap qmlDeepDives() const;
-    QVariantMap qmlCoachTranscripts() const;
-    QVariantMap qmlCoachMemory() const;
-    QVariant qmlUpdate() const;
-    QVariantMap qmlTrendsCache() const;
-    QVariantList qmlProactive() const;
-    QVariantList qmlGroups() const;
+    UpdateInfoValue qmlUpdate() const;
+    // The last message of every loaded thread, for the people list's dates and subtitles.
+    std::map<std::string, PeopleModel::ThreadEnd> threadEnds() const;
 
     Store store_;
     Phase phase_ = Phase::CheckingAccess;
@@ -263,6 +281,11 @@ private:
     std::optional<bool> aiAvailable_;
     std::chrono::milliseconds revealPause_{1100};
     std::function<Generator::Environment()> environment_ = &Generator::Environment::current;
+    PeopleModel* peopleModel_;
+    InsightsModel* insightsModel_;
+    GroupsModel* groupsModel_;
+    std::map<std::string, TranscriptModel*> transcriptModels_;
+    std::map<std::string, MemoryModel*> memoryModels_;
     QThreadPool userInitiated_;
     QThreadPool utility_;
 };

@@ -1,13 +1,11 @@
 // What the state computes only when something asks: group chats and their statistics, proactive insights,
 // trends per person, and whether an AI provider is there.
 #include "AI/AI.h"
-#include "Foundation/Json.h"
 #include "MessageSources/DatabaseCopier.h"
 #include "MessageSources/MessageStore.h"
 #include "State/AppState.h"
 
 #include <QFile>
-#include <QJsonDocument>
 #include <QPointer>
 #include <exception>
 #include <set>
@@ -15,14 +13,6 @@
 
 namespace murmora {
 namespace {
-
-QVariant jsonVariant(const nlohmann::json& value) {
-    const std::string text =
-        nlohmann::json::array({value}).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    const QVariantList wrapped =
-        QJsonDocument::fromJson(QByteArray::fromStdString(text)).toVariant().toList();
-    return wrapped.isEmpty() ? QVariant() : wrapped.first();
-}
 
 // Runs `step` on the GUI thread if the state still exists by then.
 template <typename Step> void postTo(const QPointer<AppState>& self, Step step) {
@@ -81,6 +71,8 @@ void AppState::clearTrends() {
 void AppState::setProactive(std::vector<dovrel::Proactive::Insight> insights) {
     if (proactive_ != insights) {
         proactive_ = std::move(insights);
+        insightsModel_->setInsights(proactive_);
+        peopleModel_->setInsights(proactive_);
         emit proactiveChanged();
     }
 }
@@ -124,8 +116,11 @@ void AppState::loadGroups() {
                     namesGrew = state.names_.try_emplace(handle, std::move(name)).second || namesGrew;
                 }
                 state.groupsLoaded_ = true;
+                state.groupsModel_->setGroups(
+                    state.groups_, [&state](const std::string& handle) { return state.name(handle); });
                 emit state.groupsChanged();
                 if (namesGrew) {
+                    state.peopleModel_->setNames(state.names_);
                     emit state.namesChanged();
                 }
                 state.setGroupsLoading(false);
@@ -197,61 +192,6 @@ void AppState::loadTrends(const QString& qmlHandle) {
                 state.storeTrends(handle, std::move(points));
             });
         });
-}
-
-QVariant AppState::groupStats(const QString& guid) {
-    const std::string key = guid.toStdString();
-    for (const dovrel::GroupThread& group : groups_) {
-        if (group.guid == key) {
-            return jsonVariant(stats(group));
-        }
-    }
-    return {};
-}
-
-QVariantMap AppState::qmlTrendsCache() const {
-    QVariantMap out;
-    for (const auto& [handle, points] : trendsCache_) {
-        out.insert(QString::fromStdString(handle), jsonVariant(points));
-    }
-    return out;
-}
-
-QVariantList AppState::qmlProactive() const {
-    QVariantList out;
-    for (const dovrel::Proactive::Insight& insight : proactive_) {
-        out.append(QVariantMap{
-            {QStringLiteral("kind"), QString::fromUtf8(dovrel::Proactive::Insight::rawValue(insight.kind))},
-            {QStringLiteral("handleID"), QString::fromStdString(insight.handleID)},
-            {QStringLiteral("text"), QString::fromStdString(insight.text)},
-            {QStringLiteral("starter"), QString::fromStdString(insight.starter)},
-        });
-    }
-    return out;
-}
-
-QVariantList AppState::qmlGroups() const {
-    QVariantList out;
-    for (const dovrel::GroupThread& group : groups_) {
-        QVariantMap entry{
-            {QStringLiteral("guid"), QString::fromStdString(group.guid)},
-            {QStringLiteral("title"), QString::fromStdString(groupName(group))},
-            {QStringLiteral("messageCount"), static_cast<qlonglong>(group.messages.size())},
-        };
-        if (group.name) {
-            entry.insert(QStringLiteral("name"), QString::fromStdString(*group.name));
-        }
-        QStringList participants;
-        for (const std::string& handle : group.participants) {
-            participants.append(QString::fromStdString(handle));
-        }
-        entry.insert(QStringLiteral("participants"), participants);
-        if (!group.messages.empty()) {
-            entry.insert(QStringLiteral("lastMessage"), group.messages.back().date.seconds);
-        }
-        out.append(entry);
-    }
-    return out;
 }
 
 } // namespace murmora
