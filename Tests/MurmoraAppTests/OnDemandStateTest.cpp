@@ -66,6 +66,11 @@ private slots:
         QCOMPARE(first->total, static_cast<int>(group.messages.size()));
         QCOMPARE(state.groupStats(QString::fromStdString(group.guid)).total, first->total);
         QVERIFY(!state.groupStats(QStringLiteral("no-such-guid")).valid);
+        QCOMPARE(state.groupsModel()->index(0).data(murmora::GroupsModel::TitleRole).toString().toStdString(),
+                 state.groupName(group));
+        const std::unique_ptr<murmora::GroupMembersModel> members(
+            state.groupMembers(QString::fromStdString(group.guid)));
+        QCOMPARE(members->rowCount(), static_cast<int>(first->members.size()));
 
         learn(state, true);
         QCOMPARE(state.names(), oneToOneNames);
