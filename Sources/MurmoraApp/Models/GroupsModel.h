@@ -5,6 +5,8 @@
 #endif
 
 #include <QAbstractListModel>
+#include <QStringList>
+#include <QVariant>
 #include <QtQml/qqmlregistration.h>
 #include <functional>
 #include <string>

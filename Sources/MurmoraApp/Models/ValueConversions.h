@@ -9,6 +9,7 @@
 #include <QList>
 #include <QString>
 #include <QStringList>
+#include <QTimeZone>
 #include <QVariant>
 #include <cmath>
 #include <optional>
@@ -33,7 +34,7 @@ inline QString text(const std::optional<std::string>& value) {
 
 inline QDateTime date(dovrel::Date value) {
     return QDateTime::fromMSecsSinceEpoch(std::llround((value.seconds + dovrel::Date::unixOffset) * 1000.0),
-                                          Qt::UTC);
+                                          QTimeZone::utc());
 }
 
 // Absent stays absent: an invalid QVariant, which QML reads as undefined, never 0.
