@@ -25,26 +25,25 @@ icu::Locale searchLocale() {
 } // namespace
 
 // Finds the query inside a text by collation at primary strength, so "jose" matches "José" and "ZOE" "Zoë".
-// One search object serves every row; only its text changes.
+// One search object serves every row; only its text changes. The search reads the buffers of the pattern and
+// text it is given rather than copies, so both live here as long as it does.
 class PeopleFilterModel::Matcher {
 public:
     explicit Matcher(const QString& query)
-        : folded_(query.toCaseFolded()) {
+        : pattern_(reinterpret_cast<const char16_t*>(query.utf16()), static_cast<int32_t>(query.size()))
+        , text_(u" ")
+        , folded_(query.toCaseFolded()) {
         UErrorCode status = U_ZERO_ERROR;
         collator_.reset(icu::Collator::createInstance(searchLocale(), status));
         if (U_FAILURE(status) || !collator_) {
             return;
         }
         collator_->setStrength(icu::Collator::PRIMARY);
-        const icu::UnicodeString pattern(reinterpret_cast<const char16_t*>(query.utf16()),
-                                         static_cast<int32_t>(query.size()));
-        // A search needs some text to start with; each row replaces it.
         auto* rules = dynamic_cast<icu::RuleBasedCollator*>(collator_.get());
         if (rules == nullptr) {
             return;
         }
-        search_ =
-            std::make_unique<icu::StringSearch>(pattern, icu::UnicodeString(u" "), rules, nullptr, status);
+        search_ = std::make_unique<icu::StringSearch>(pattern_, text_, rules, nullptr, status);
         if (U_FAILURE(status)) {
             search_.reset();
         }
@@ -58,20 +57,20 @@ public:
             return text.toCaseFolded().contains(folded_);
         }
         UErrorCode status = U_ZERO_ERROR;
-        search_->setText(icu::UnicodeString(reinterpret_cast<const char16_t*>(text.utf16()),
-                                            static_cast<int32_t>(text.size())),
-                         status);
+        text_.setTo(reinterpret_cast<const char16_t*>(text.utf16()), static_cast<int32_t>(text.size()));
+        search_->setText(text_, status);
         if (U_FAILURE(status)) {
             return text.toCaseFolded().contains(folded_);
         }
-        search_->reset();
         return search_->first(status) != USEARCH_DONE && U_SUCCESS(status);
     }
 
 private:
+    icu::UnicodeString pattern_;
+    mutable icu::UnicodeString text_;
+    QString folded_;
     std::unique_ptr<icu::Collator> collator_;
     std::unique_ptr<icu::StringSearch> search_;
-    QString folded_;
 };
 
 PeopleFilterModel::PeopleFilterModel(QObject* parent)
