@@ -244,7 +244,7 @@ private slots:
             Json::parse(TestHome::contents(dataFolder() + "/artifacts.json").toStdString());
         COMPARE_JSON(artifacts.at("archetypeTitle"), Json("The Night Owl"));
         COMPARE_JSON(artifacts.at("archetypeBody"), Json("You come alive after dark. Your friends know it."));
-        QCOMPARE(state.property("archetype").toMap().value("title").toString(),
+        QCOMPARE(state.property("archetype").value<murmora::ArchetypeValue>().title,
                  QStringLiteral("The Night Owl"));
     }
 

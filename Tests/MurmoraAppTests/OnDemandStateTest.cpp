@@ -66,6 +66,7 @@ private slots:
         QVERIFY(std::includes(state.names().begin(), state.names().end(), oneToOneNames.begin(),
                               oneToOneNames.end()));
         QVERIFY(state.names().size() > oneToOneNames.size());
+        QCOMPARE(insights.groupsModel()->rowCount(), static_cast<int>(expectedGroups));
         insights.loadGroups();
         QTest::qWait(50);
         QCOMPARE(status.count(), 2);
@@ -74,6 +75,14 @@ private slots:
         const dovrel::GroupStats* cached = insights.stats(group);
         QVERIFY(cached != nullptr);
         QCOMPARE(*cached, dovrel::GroupStats::compute(group, dovrel::Calendar("UTC")));
+        const QString guid = QString::fromStdString(group.guid);
+        QCOMPARE(insights.groupStats(guid).total, cached->total);
+        QVERIFY(!insights.groupStats(QStringLiteral("no-such-guid")).valid);
+        QCOMPARE(
+            insights.groupsModel()->index(0).data(murmora::GroupsModel::TitleRole).toString().toStdString(),
+            insights.groupName(group));
+        const std::unique_ptr<murmora::GroupMembersModel> members(insights.groupMembers(guid));
+        QCOMPARE(members->rowCount(), static_cast<int>(cached->members.size()));
         // A group the load did not bring is computed off the GUI thread, then found.
         dovrel::GroupThread other = insights.groups().back();
         other.guid = "elsewhere";
@@ -114,6 +123,7 @@ private slots:
         QVERIFY(!expected.empty());
         QTRY_VERIFY_WITH_TIMEOUT(!insights.proactiveLoading(), 30000);
         QVERIFY(insights.proactive() == expected);
+        QCOMPARE(insights.proactiveModel()->rowCount(), static_cast<int>(expected.size()));
 
         const std::string handle = state.people().front().handleID;
         QSignalSpy trendsChanged(&insights, &Insights::trendsChanged);
