@@ -358,7 +358,8 @@ CoachEngine::ToolOutput CoachEngine::execute(const dovrel::Agent::ToolUse& use,
                 parts.push_back("last active " +
                                 dovrel::PeopleView::shortAgo(at - each.messages.back().date));
             }
-            if (const dovrel::GroupStats::Member* me = groupStats(each).me()) {
+            const dovrel::GroupStats stats = groupStats(each);
+            if (const dovrel::GroupStats::Member* me = stats.me()) {
                 parts.push_back("my share " + percent(me->share) + "%");
             }
             lines.push_back(joined(parts, ", "));
