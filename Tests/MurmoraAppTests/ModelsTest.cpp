@@ -196,8 +196,7 @@ private slots:
 
     // A new coach message is one inserted row; a transcript started afresh resets. Memory follows its key.
     void transcriptAppendsAndMemoryFollows() {
-        AppState state(nullptr);
-        murmora::CoachStore& store = *state.coachStore();
+        murmora::CoachStore store(murmora::Store(), std::nullopt, false, {}, nullptr);
         const auto first = dovrel::CoachMessage::make(dovrel::CoachMessage::Role::user, "hi");
         store.setTranscript("", {first});
         murmora::TranscriptModel* transcript = store.transcriptModel({});

@@ -66,7 +66,6 @@ private slots:
         QVERIFY(std::includes(state.names().begin(), state.names().end(), oneToOneNames.begin(),
                               oneToOneNames.end()));
         QVERIFY(state.names().size() > oneToOneNames.size());
-        QCOMPARE(insights.groupsModel()->rowCount(), static_cast<int>(expectedGroups));
         insights.loadGroups();
         QTest::qWait(50);
         QCOMPARE(status.count(), 2);
@@ -77,12 +76,10 @@ private slots:
         QCOMPARE(*cached, dovrel::GroupStats::compute(group, dovrel::Calendar("UTC")));
         const QString guid = QString::fromStdString(group.guid);
         QCOMPARE(insights.groupStats(guid).total, cached->total);
-        QVERIFY(!insights.groupStats(QStringLiteral("no-such-guid")).valid);
-        QCOMPARE(
-            insights.groupsModel()->index(0).data(murmora::GroupsModel::TitleRole).toString().toStdString(),
-            insights.groupName(group));
-        const std::unique_ptr<murmora::GroupMembersModel> members(insights.groupMembers(guid));
-        QCOMPARE(members->rowCount(), static_cast<int>(cached->members.size()));
+        QCOMPARE(std::unique_ptr<murmora::GroupMembersModel>(insights.groupMembers(guid))->rowCount(),
+                 static_cast<int>(cached->members.size()));
+        QCOMPARE(insights.groupsModel()->index(0).data(murmora::GroupsModel::TitleRole).toString(),
+                 QString::fromStdString(insights.groupName(group)));
         // A group the load did not bring is computed off the GUI thread, then found.
         dovrel::GroupThread other = insights.groups().back();
         other.guid = "elsewhere";

@@ -90,7 +90,7 @@ public:
     InsightsModel* proactiveModel() const { return proactiveModel_; }
     // The statistics of the group with this guid; invalid for an unknown guid and until groupStatsReady.
     Q_INVOKABLE murmora::GroupStatsValue groupStats(const QString& guid);
-    // The members of a group as its statistics rank them; the caller owns it.
+    // The members of a group as its statistics rank them, none until groupStats is valid; the caller owns it.
     Q_INVOKABLE murmora::GroupMembersModel* groupMembers(const QString& guid);
     // The month points of a handle (MonthPointValue), empty until loadTrends has stored them.
     Q_INVOKABLE QVariantList trends(const QString& handle) const;
