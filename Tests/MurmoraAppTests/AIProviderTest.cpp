@@ -227,6 +227,8 @@ private slots:
         const Json artifacts =
             Json::parse(TestHome::contents(dataFolder() + "/artifacts.json").toStdString());
         COMPARE_JSON(artifacts.at("archetypeTitle"), Json("The Night Owl"));
+        QCOMPARE(state.property("archetype").value<murmora::ArchetypeValue>().title,
+                 QStringLiteral("The Night Owl"));
     }
 
     // Titles of 1 to 60 user-perceived characters are taken; an empty one, one of 61 and a failed call

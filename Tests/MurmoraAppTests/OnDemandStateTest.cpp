@@ -77,6 +77,12 @@ private slots:
         const dovrel::GroupStats* cached = insights.stats(group);
         QVERIFY(cached != nullptr);
         QCOMPARE(*cached, dovrel::GroupStats::compute(group, dovrel::Calendar("UTC")));
+        const QString guid = QString::fromStdString(group.guid);
+        QCOMPARE(insights.groupStats(guid).total, cached->total);
+        QCOMPARE(std::unique_ptr<murmora::GroupMembersModel>(insights.groupMembers(guid))->rowCount(),
+                 static_cast<int>(cached->members.size()));
+        QCOMPARE(insights.groupsModel()->index(0).data(murmora::GroupsModel::TitleRole).toString(),
+                 QString::fromStdString(insights.groupName(group)));
         // A group the load did not bring is computed off the GUI thread, then found.
         dovrel::GroupThread other = insights.groups().back();
         other.guid = "elsewhere";
@@ -117,6 +123,7 @@ private slots:
         QVERIFY(!expected.empty());
         QTRY_VERIFY_WITH_TIMEOUT(!insights.proactiveLoading(), 30000);
         QVERIFY(insights.proactive() == expected);
+        QCOMPARE(insights.proactiveModel()->rowCount(), static_cast<int>(expected.size()));
 
         const std::string handle = state.people().front().handleID;
         QSignalSpy trendsChanged(&insights, &Insights::trendsChanged);

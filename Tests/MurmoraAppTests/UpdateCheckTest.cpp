@@ -173,15 +173,15 @@ private slots:
         {
             AppState state(nullptr);
             QCOMPARE(state.update(), std::nullopt);
-            QVERIFY(state.property("update").isNull());
+            QVERIFY(!state.property("update").value<murmora::UpdateInfoValue>().valid);
             QSignalSpy changed(&state, &AppState::updateChanged);
             state.checkForUpdates();
             state.checkForUpdates();
             QVERIFY(changed.wait(10000));
             QCOMPARE(state.update(), std::optional<Info>(Info{newerVersion(), link}));
-            const QVariantMap offer = state.property("update").toMap();
-            QCOMPARE(offer.value("version").toString(), newerVersion());
-            QCOMPARE(offer.value("url").toString(), link);
+            const auto offer = state.property("update").value<murmora::UpdateInfoValue>();
+            QCOMPARE(offer.version, newerVersion());
+            QCOMPARE(offer.url, link);
             QTest::qWait(100);
             QCOMPARE(changed.count(), 1);
             QCOMPARE(server_->requestCount(), 1);

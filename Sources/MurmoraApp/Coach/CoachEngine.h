@@ -52,14 +52,18 @@ class CoachEngine : public QObject {
     Q_PROPERTY(bool thinking READ thinking NOTIFY thinkingChanged)
     // The answer as shown while it streams.
     Q_PROPERTY(QString streamText READ qmlStreamText NOTIFY streamTextChanged)
-    // The status line of the tool that ran last; null when none.
-    Q_PROPERTY(QVariant toolStatus READ qmlToolStatus NOTIFY toolStatusChanged)
-    // The last turn's failure in words; null when none.
-    Q_PROPERTY(QVariant errorText READ qmlErrorText NOTIFY errorTextChanged)
+    // The status line of the tool that ran last; empty, and `hasToolStatus` false, when none.
+    Q_PROPERTY(QString toolStatus READ qmlToolStatus NOTIFY toolStatusChanged)
+    Q_PROPERTY(bool hasToolStatus READ hasToolStatus NOTIFY toolStatusChanged)
+    // The last turn's failure in words; empty, and `hasErrorText` false, when none.
+    Q_PROPERTY(QString errorText READ qmlErrorText NOTIFY errorTextChanged)
+    Q_PROPERTY(bool hasErrorText READ hasErrorText NOTIFY errorTextChanged)
     // The relay reported its daily cap.
     Q_PROPERTY(bool capHit READ capHit NOTIFY capHitChanged)
-    // The draft being rewritten; null when none. Also the guard against a second rewrite.
-    Q_PROPERTY(QVariant tweakingDraft READ qmlTweakingDraft NOTIFY tweakingDraftChanged)
+    // The draft being rewritten; empty, and `isTweaking` false, when none. Also the guard against a second
+    // rewrite.
+    Q_PROPERTY(QString tweakingDraft READ qmlTweakingDraft NOTIFY tweakingDraftChanged)
+    Q_PROPERTY(bool isTweaking READ isTweaking NOTIFY tweakingDraftChanged)
     // Memory updates, session notes and rewrites still waiting for their model. Nothing waits on them but a
     // command-line run, which must not end before they are stored.
     Q_PROPERTY(int backgroundWork READ backgroundWork NOTIFY backgroundWorkChanged)
@@ -195,13 +199,16 @@ private:
         }
     }
 
-    static QVariant qmlText(const std::optional<std::string>& text) {
-        return text ? QVariant(QString::fromStdString(*text)) : QVariant();
+    static QString qmlText(const std::optional<std::string>& text) {
+        return text ? QString::fromStdString(*text) : QString();
     }
     QString qmlStreamText() const { return QString::fromStdString(streamText_); }
-    QVariant qmlToolStatus() const { return qmlText(toolStatus_); }
-    QVariant qmlErrorText() const { return qmlText(errorText_); }
-    QVariant qmlTweakingDraft() const { return qmlText(tweakingDraft_); }
+    QString qmlToolStatus() const { return qmlText(toolStatus_); }
+    bool hasToolStatus() const { return toolStatus_.has_value(); }
+    QString qmlErrorText() const { return qmlText(errorText_); }
+    bool hasErrorText() const { return errorText_.has_value(); }
+    QString qmlTweakingDraft() const { return qmlText(tweakingDraft_); }
+    bool isTweaking() const { return tweakingDraft_.has_value(); }
 
     // The system prompt of a turn, built from scratch from the state: the person prompt when `person` has a
     // thread, else the general prompt. Absent when the state is gone, or there are no statistics yet for the

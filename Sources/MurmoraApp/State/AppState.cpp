@@ -1,10 +1,8 @@
 #include "State/AppState.h"
 
 #include "Coach/CoachEngine.h"
-#include "Foundation/Json.h"
 
 #include <QFile>
-#include <QJsonDocument>
 #include <QPointer>
 #include <QQmlEngine>
 #include <QSettings>
@@ -18,15 +16,6 @@ namespace {
 AppState* theInstance = nullptr;
 
 const QString walkthroughKey = QStringLiteral("hasSeenWalkthrough");
-
-// Records reach QML through their JSON form, so QML sees the same keys as the stored files.
-QVariant toVariant(const nlohmann::json& value) {
-    const std::string text =
-        nlohmann::json::array({value}).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
-    const QVariantList wrapped =
-        QJsonDocument::fromJson(QByteArray::fromStdString(text)).toVariant().toList();
-    return wrapped.isEmpty() ? QVariant() : wrapped.first();
-}
 
 std::optional<std::string> optionalText(const QVariant& value) {
     if (value.isNull() || !value.isValid()) {
@@ -43,13 +32,16 @@ AppState::AppState(QObject* parent)
 AppState::AppState(QObject* parent, Store store)
     : QObject(parent)
     , store_(std::move(store))
-    , learningFact_(QStringLiteral("Reading your messages\u2026")) {
+    , learningFact_(QStringLiteral("Reading your messages\u2026"))
+    , peopleModel_(new PeopleModel(this)) {
     Q_ASSERT(theInstance == nullptr);
     theInstance = this;
     utility_.setThreadPriority(QThread::LowPriority);
     setAIProvider(makeDefaultProvider(network()));
     restore();
     insights_ = new Insights(*this, userInitiated_, utility_);
+    connect(insights_, &Insights::proactiveChanged, this,
+            [this] { peopleModel_->setInsights(insights_->proactive()); });
     coach_ = new CoachEngine(this);
     coach_->setState(this);
 }
@@ -86,6 +78,7 @@ void AppState::restore() {
         stats_ = std::move(snapshot->stats);
         people_ = std::move(snapshot->people);
         names_ = std::move(snapshot->names);
+        peopleModel_->setPeople(people_, names_);
     }
 }
 
@@ -242,6 +235,8 @@ void AppState::apply(Generator::Result result, int days, bool silent) {
     emit namesChanged();
     emit wrappedURLChanged();
     emit threadsChanged();
+    peopleModel_->setPeople(people_, names_);
+    peopleModel_->setThreadEnds(threadEnds());
     insights_->clearTrends();
     insights_->refreshProactive();
 
@@ -288,6 +283,7 @@ void AppState::mergeNames(std::map<std::string, std::string> found) {
         grew = names_.try_emplace(handle, std::move(name)).second || grew;
     }
     if (grew) {
+        peopleModel_->setNames(names_);
         emit namesChanged();
     }
 }
@@ -311,30 +307,4 @@ QVariant AppState::qmlCoachAsk() const {
 void AppState::setQmlCoachAsk(const QVariant& value) {
     setCoachAsk(optionalText(value));
 }
-QVariant AppState::qmlStats() const {
-    return stats_ ? toVariant(*stats_) : QVariant();
-}
-QVariantList AppState::qmlPeople() const {
-    return toVariant(people_).toList();
-}
-QVariantMap AppState::qmlNames() const {
-    return toVariant(names_).toMap();
-}
-QVariant AppState::qmlArchetype() const {
-    if (!archetype_) {
-        return {};
-    }
-    return QVariantMap{{QStringLiteral("title"), QString::fromStdString(archetype_->title)},
-                       {QStringLiteral("body"), QString::fromStdString(archetype_->body)}};
-}
-QUrl AppState::qmlWrappedURL() const {
-    return wrappedURL_ ? QUrl::fromLocalFile(QString::fromStdString(wrappedURL_->string())) : QUrl();
-}
-QVariant AppState::qmlUpdate() const {
-    if (!update_) {
-        return {};
-    }
-    return QVariantMap{{QStringLiteral("version"), update_->version}, {QStringLiteral("url"), update_->url}};
-}
-
 } // namespace murmora

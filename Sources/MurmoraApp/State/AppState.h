@@ -9,6 +9,11 @@
 #include "State/Store.h"
 #endif
 
+#include "Models/ArchetypeValue.h"
+#include "Models/PeopleModel.h"
+#include "Models/ThreadModel.h"
+#include "Models/UpdateInfoValue.h"
+#include "Models/WrappedStatsValue.h"
 #include "State/CoachStore.h"
 #include "State/Insights.h"
 
@@ -43,7 +48,7 @@ class CoachEngine;
 // the insights computed on demand (groups, group statistics, proactive insights, trends) and the one coach
 // engine of the application.
 //
-// Records reach QML as plain maps and lists (their JSON form); C++ reads the typed values.
+// QML reads list models and value types made from the typed fields; C++ reads the fields themselves.
 class AppState : public QObject {
     Q_OBJECT
     QML_ELEMENT
@@ -59,14 +64,17 @@ class AppState : public QObject {
                    coachSelectionChanged)
     Q_PROPERTY(QVariant coachAsk READ qmlCoachAsk WRITE setQmlCoachAsk NOTIFY coachAskChanged)
     Q_PROPERTY(bool showWalkthrough READ showWalkthrough NOTIFY showWalkthroughChanged)
-    Q_PROPERTY(QVariant stats READ qmlStats NOTIFY statsChanged)
-    Q_PROPERTY(QVariantList people READ qmlPeople NOTIFY peopleChanged)
-    Q_PROPERTY(QVariantMap names READ qmlNames NOTIFY namesChanged)
-    Q_PROPERTY(QVariant archetype READ qmlArchetype NOTIFY archetypeChanged)
+    // Invalid until something is learned.
+    Q_PROPERTY(murmora::WrappedStatsValue stats READ qmlStats NOTIFY statsChanged)
+    // Everybody, most messages first. The people screen reads it through a PeopleFilterModel.
+    Q_PROPERTY(murmora::PeopleModel* people READ peopleModel CONSTANT)
+    Q_PROPERTY(murmora::ArchetypeValue archetype READ qmlArchetype NOTIFY archetypeChanged)
     Q_PROPERTY(QUrl wrappedURL READ qmlWrappedURL NOTIFY wrappedURLChanged)
-    // A newer build to offer, as {version, url}; null until the update check finds one.
-    Q_PROPERTY(QVariant update READ qmlUpdate NOTIFY updateChanged)
+    // A newer build to offer; invalid until the update check finds one.
+    Q_PROPERTY(murmora::UpdateInfoValue update READ qmlUpdate NOTIFY updateChanged)
+    // Transcripts, memory and deep dives, with their models.
     Q_PROPERTY(murmora::CoachStore* coachStore READ coachStore CONSTANT)
+    // Groups, group statistics, proactive insights and trends, with their models.
     Q_PROPERTY(murmora::Insights* insights READ insights CONSTANT)
     Q_PROPERTY(murmora::CoachEngine* coach READ coach CONSTANT)
     // Whether a model can be asked: found once, off the GUI thread, when the state starts (and again when its
@@ -147,6 +155,12 @@ public:
     // call asks; the root screen makes it at launch.
     Q_INVOKABLE void checkForUpdates();
 
+    // Kept in step with people, names, thread ends and proactive insights.
+    PeopleModel* peopleModel() const { return peopleModel_; }
+    // The messages of a handle's thread, a page at a time, read where the corpus holds them; empty for a
+    // handle without a thread. The caller owns it.
+    Q_INVOKABLE murmora::ThreadModel* threadModel(const QString& handle);
+
     // How long each reveal stays on the learning screen; the command line sets it to zero.
     void setRevealPause(std::chrono::milliseconds pause) { revealPause_ = pause; }
     // The days the run that `checkAccess` starts reads: 365, unless the command line reads the stored
@@ -205,12 +219,12 @@ private:
     void setQmlCoachSelection(const QVariant& value);
     QVariant qmlCoachAsk() const;
     void setQmlCoachAsk(const QVariant& value);
-    QVariant qmlStats() const;
-    QVariantList qmlPeople() const;
-    QVariantMap qmlNames() const;
-    QVariant qmlArchetype() const;
+    WrappedStatsValue qmlStats() const;
+    ArchetypeValue qmlArchetype() const;
     QUrl qmlWrappedURL() const;
-    QVariant qmlUpdate() const;
+    UpdateInfoValue qmlUpdate() const;
+    // The last message of every loaded thread, for the people list's dates and subtitles.
+    std::map<std::string, PeopleModel::ThreadEnd> threadEnds() const;
 
     Store store_;
     Phase phase_ = Phase::CheckingAccess;
@@ -240,6 +254,7 @@ private:
     int launchRunDays_ = 365;
     std::exception_ptr lastRunFailure_;
     std::function<Generator::Environment()> environment_ = &Generator::Environment::current;
+    PeopleModel* peopleModel_;
     QThreadPool userInitiated_;
     QThreadPool utility_;
     // Children of this object, made in the constructor and gone with it.

@@ -52,7 +52,9 @@ Insights::Insights(AppState& state, QThreadPool& userInitiated, QThreadPool& uti
     : QObject(&state)
     , state_(state)
     , userInitiated_(userInitiated)
-    , utility_(utility) {}
+    , utility_(utility)
+    , groupsModel_(new GroupsModel(this))
+    , proactiveModel_(new InsightsModel(this)) {}
 
 void Insights::setGroupStatus(GroupStatus status) {
     if (groupStatus_ != status) {
@@ -103,6 +105,7 @@ void Insights::groupsRead(std::shared_ptr<const Groups> groups,
     groupStatsCache_.merge(stats);
     state_.mergeNames(std::move(names));
     groupsLoaded_ = true;
+    groupsModel_->setGroups(*groups_, [this](const std::string& handle) { return state_.name(handle); });
     emit groupsChanged();
     setGroupStatus(GroupStatus::Loaded);
 }
@@ -195,6 +198,7 @@ void Insights::refreshProactive() {
         postTo(self, [insights = std::move(insights)](Insights& state) mutable {
             if (state.proactive_ != insights) {
                 state.proactive_ = std::move(insights);
+                state.proactiveModel_->setInsights(state.proactive_);
                 emit state.proactiveChanged();
             }
             if (--state.proactiveRuns_ == 0) {

@@ -44,17 +44,27 @@ const std::vector<dovrel::MemoryEntry>& CoachStore::memory(const std::string& ke
 }
 
 void CoachStore::append(const std::string& key, dovrel::CoachMessage message) {
-    coachTranscripts_[key].push_back(std::move(message));
+    std::vector<dovrel::CoachMessage>& transcript = coachTranscripts_[key];
+    transcript.push_back(std::move(message));
+    if (const auto model = transcriptModels_.find(key); model != transcriptModels_.end()) {
+        model->second->append(transcript.back());
+    }
     emit transcriptAppended(QString::fromStdString(key));
 }
 
 void CoachStore::setTranscript(const std::string& key, std::vector<dovrel::CoachMessage> messages) {
-    coachTranscripts_.insert_or_assign(key, std::move(messages));
+    const auto stored = coachTranscripts_.insert_or_assign(key, std::move(messages)).first;
+    if (const auto model = transcriptModels_.find(key); model != transcriptModels_.end()) {
+        model->second->setMessages(stored->second);
+    }
     emit transcriptReset(QString::fromStdString(key));
 }
 
 void CoachStore::setMemory(const std::string& key, std::vector<dovrel::MemoryEntry> entries) {
-    coachMemory_.insert_or_assign(key, std::move(entries));
+    const auto stored = coachMemory_.insert_or_assign(key, std::move(entries)).first;
+    if (const auto model = memoryModels_.find(key); model != memoryModels_.end()) {
+        model->second->setEntries(stored->second);
+    }
     emit memoryChanged(QString::fromStdString(key));
 }
 

@@ -7,6 +7,10 @@
 #include "State/Store.h"
 #endif
 
+#include "Models/MemoryModel.h"
+#include "Models/StoredDiveValue.h"
+#include "Models/TranscriptModel.h"
+
 #include <QObject>
 #include <QString>
 #include <QThreadPool>
@@ -64,6 +68,12 @@ public:
     // Files written so far.
     int writes() const { return writes_; }
 
+    // What QML reads. A key's model is made at the first ask, kept, and follows every change of the key.
+    Q_INVOKABLE murmora::TranscriptModel* transcriptModel(const QString& key);
+    Q_INVOKABLE murmora::MemoryModel* memoryModel(const QString& key);
+    // The stored deep dive of a handle; invalid when there is none.
+    Q_INVOKABLE murmora::StoredDiveValue deepDive(const QString& handle) const;
+
 signals:
     void transcriptAppended(const QString& key);
     void transcriptReset(const QString& key);
@@ -82,6 +92,8 @@ private:
     Transcripts coachTranscripts_;
     Memory coachMemory_;
     std::map<std::string, dovrel::StoredDive> deepDives_;
+    std::map<std::string, TranscriptModel*> transcriptModels_;
+    std::map<std::string, MemoryModel*> memoryModels_;
     bool damaged_ = false;
     bool writing_ = false;
     bool pending_ = false;

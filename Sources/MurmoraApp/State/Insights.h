@@ -8,8 +8,14 @@
 #include "MessageSources/GroupRecords.h"
 #endif
 
+#include "Models/GroupMembersModel.h"
+#include "Models/GroupStatsValue.h"
+#include "Models/GroupsModel.h"
+#include "Models/InsightsModel.h"
+
 #include <QObject>
 #include <QString>
+#include <QVariantList>
 #include <QtQml/qqmlregistration.h>
 #include <map>
 #include <memory>
@@ -34,6 +40,9 @@ class Insights : public QObject {
     Q_PROPERTY(GroupStatus groupStatus READ groupStatus NOTIFY groupStatusChanged)
     Q_PROPERTY(bool groupsLoading READ groupsLoading NOTIFY groupStatusChanged)
     Q_PROPERTY(bool proactiveLoading READ proactiveLoading NOTIFY proactiveLoadingChanged)
+    // The group chats as loaded; their messages stay in C++.
+    Q_PROPERTY(murmora::GroupsModel* groups READ groupsModel CONSTANT)
+    Q_PROPERTY(murmora::InsightsModel* proactive READ proactiveModel CONSTANT)
 
 public:
     // Where the group chats are. A failed load is finished like a loaded one; the next loadGroups() retries.
@@ -78,6 +87,16 @@ public:
     // A finished learn run: the trends of the old threads go.
     void clearTrends();
 
+    // What QML reads, kept in step with the fields above.
+    GroupsModel* groupsModel() const { return groupsModel_; }
+    InsightsModel* proactiveModel() const { return proactiveModel_; }
+    // The statistics of the group with this guid; invalid for an unknown guid and until groupStatsReady.
+    Q_INVOKABLE murmora::GroupStatsValue groupStats(const QString& guid);
+    // The members of a group as its statistics rank them, none until groupStats is valid; the caller owns it.
+    Q_INVOKABLE murmora::GroupMembersModel* groupMembers(const QString& guid);
+    // The month points of a handle (MonthPointValue), empty until loadTrends has stored them.
+    Q_INVOKABLE QVariantList trends(const QString& handle) const;
+
 signals:
     void groupsChanged();
     void groupStatusChanged();
@@ -103,6 +122,8 @@ private:
     std::vector<dovrel::Proactive::Insight> proactive_;
     int proactiveRuns_ = 0;
     std::map<std::string, std::vector<dovrel::Trends::MonthPoint>> trendsCache_;
+    GroupsModel* groupsModel_;
+    InsightsModel* proactiveModel_;
 };
 
 } // namespace murmora
