@@ -224,6 +224,8 @@ private slots:
                     .hasMatch());
         QVERIFY(TestHome::contents(page.filePath()).contains("The Night Owl"));
         QVERIFY(!TestHome::contents(QString::fromStdString(runPage.string())).contains("The Night Owl"));
+        // Saves are written on a worker; the file follows shortly.
+        QTRY_VERIFY(QFileInfo::exists(dataFolder() + "/artifacts.json"));
         const Json artifacts =
             Json::parse(TestHome::contents(dataFolder() + "/artifacts.json").toStdString());
         COMPARE_JSON(artifacts.at("archetypeTitle"), Json("The Night Owl"));

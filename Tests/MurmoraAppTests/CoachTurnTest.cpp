@@ -163,6 +163,7 @@ private slots:
         const std::vector<dovrel::MemoryEntry>& memory = state_->coachStore()->coachMemory().at("");
         QCOMPARE(memory.size(), std::size_t{1});
         QCOMPARE(memory[0].text, std::string("Reply to Sam within a day"));
+        state_->coachStore()->flush();
         const std::optional<dovrel::Artifacts> saved = Store().readArtifacts();
         QVERIFY(saved && saved->memory);
         QCOMPARE(saved->transcripts.at(""), stored);
