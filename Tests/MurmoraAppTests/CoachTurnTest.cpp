@@ -365,7 +365,8 @@ private slots:
         QVERIFY(ai_->calls[0].prompt.contains(
             QStringLiteral("[Me] old 0\n[Coach] old 1\n[Me] old 2\n[Coach] old 3")));
         QCOMPARE(ai_->calls[0].maxTokens, 100);
-        const std::vector<dovrel::MemoryEntry>& memory = state_->coachStore()->coachMemory().at(person.handleID);
+        const std::vector<dovrel::MemoryEntry>& memory =
+            state_->coachStore()->coachMemory().at(person.handleID);
         QVERIFY(std::any_of(memory.begin(), memory.end(), [](const dovrel::MemoryEntry& entry) {
             return entry.kind == dovrel::MemoryEntry::Kind::session &&
                    entry.text == "Worked on replying faster to Sam.";

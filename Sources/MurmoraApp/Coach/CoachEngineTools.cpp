@@ -122,7 +122,7 @@ void CoachEngine::runTool(const dovrel::Agent::ToolUse& use,
             if (state != nullptr && generation == engine.viewGeneration_) {
                 if (output.computedTrends) {
                     state->insights()->storeTrends(output.computedTrends->first,
-                                       std::move(output.computedTrends->second));
+                                                   std::move(output.computedTrends->second));
                 }
                 engine.groupStats_.merge(output.computedGroupStats);
             }

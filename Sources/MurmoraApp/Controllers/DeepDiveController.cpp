@@ -1,8 +1,7 @@
 #include "Controllers/DeepDiveController.h"
 
-#include "State/CoachStore.h"
-
 #include "Coach/DeepDivePrompt.h"
+#include "State/CoachStore.h"
 
 #include <QCoreApplication>
 #include <QThreadPool>

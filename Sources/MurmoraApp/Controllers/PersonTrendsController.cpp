@@ -1,8 +1,7 @@
 #include "Controllers/PersonTrendsController.h"
 
-#include "State/Insights.h"
-
 #include "Measurement/Topics.h"
+#include "State/Insights.h"
 
 #include <QCoreApplication>
 #include <QDateTime>

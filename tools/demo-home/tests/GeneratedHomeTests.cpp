@@ -316,7 +316,6 @@ TEST_F(GeneratedHome, HandlesAndChatsCoverTheAwkwardCases) {
         }
     }
     EXPECT_TRUE(renamedLater);
-
 }
 
 TEST_F(GeneratedHome, GroupChatsHoldTheLaughCasesReadersMustNotCount) {
