@@ -86,6 +86,7 @@ TEST(CoachMemoryTest, ParseOpsGivesNothingForAnyMalformedReply) {
         R"({"ops":[{"op":"remove","ref":2.5}]})",
         R"({"ops":[{"op":"remove","ref":true}]})",
         R"({"ops":[{"op":"remove","ref":1e30}]})",
+        R"({"ops":[{"op":"remove","ref":9223372036854775808.0}]})", // 2^63, just past every int64
         R"({"ops":[{"op":"remove","ref":18446744073709551615}]})",
         R"({"ops":[{"op":"add","kind":"fact","text":5}]})",
         R"({"ops":["add"]})",

@@ -17,7 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const fs::path goldenFile = fs::path(__FILE__).parent_path() / "golden" / "demo-home-measurement.json";
+const fs::path goldenFile = fs::path(MURMORA_TEST_SOURCE_DIR) / "golden" / "demo-home-measurement.json";
 
 std::vector<std::string> lines(const std::string& text) {
     std::vector<std::string> out;

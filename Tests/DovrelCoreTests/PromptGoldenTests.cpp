@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const fs::path goldenDir = fs::path(__FILE__).parent_path() / "golden" / "prompts";
+const fs::path goldenDir = fs::path(MURMORA_TEST_SOURCE_DIR) / "golden" / "prompts";
 
 // `count` messages a few minutes apart, alternating, the user first; texts "m0", "m1", ...
 ContactThread threadOf(int count) {

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const fs::path goldenFile = fs::path(__FILE__).parent_path() / "golden" / "wrapped-page.html";
+const fs::path goldenFile = fs::path(MURMORA_TEST_SOURCE_DIR) / "golden" / "wrapped-page.html";
 
 const std::map<std::string, std::string> noNames;
 
