@@ -97,29 +97,27 @@ void PersonTrendsController::load() {
         return;
     }
     const std::string handle = handle_.toStdString();
-    const auto thread = state->threadsByHandle().find(handle);
-    if (thread == state->threadsByHandle().end()) {
+    // The thread is read on the worker from the shared threads; nothing of it is copied here.
+    std::shared_ptr<const AppState::ThreadsByHandle> corpus = state->corpus();
+    if (!corpus->contains(handle)) {
         return;
     }
     const bool needsMonths = !state->insights()->trendsCache().contains(handle);
-    std::vector<dovrel::RawMessage> messages;
-    std::vector<std::string> mine;
-    for (const dovrel::RawMessage& message : thread->second.messages) {
-        if (message.isFromMe) {
-            mine.push_back(message.text);
-        }
-    }
-    if (needsMonths) {
-        messages = thread->second.messages;
-    }
     setLoading(true);
     const int load = ++load_;
     const QPointer<PersonTrendsController> self(this);
-    QThreadPool::globalInstance()->start([self, load, handle, needsMonths, messages = std::move(messages),
-                                          mine = std::move(mine), calendar = state->environment().calendar] {
+    QThreadPool::globalInstance()->start([self, load, handle, needsMonths, corpus = std::move(corpus),
+                                          calendar = state->environment().calendar] {
+        const dovrel::ContactThread& thread = corpus->at(handle);
         std::vector<dovrel::Trends::MonthPoint> points;
         if (needsMonths) {
-            points = dovrel::Trends::monthly(messages, calendar);
+            points = dovrel::Trends::monthly(thread.messages, calendar);
+        }
+        std::vector<std::string> mine;
+        for (const dovrel::RawMessage& message : thread.messages) {
+            if (message.isFromMe) {
+                mine.push_back(message.text);
+            }
         }
         QStringList words;
         for (const dovrel::Topics::WordCount& word : dovrel::Topics::topWords(mine, topicCount)) {
