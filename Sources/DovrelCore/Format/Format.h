@@ -54,5 +54,7 @@ std::string joined(const std::vector<std::string>& parts, std::string_view separ
 // the order and words of `locale`.
 std::string monthDay(Date date, const Calendar& calendar, std::string_view locale);
 std::string monthYear(Date date, const Calendar& calendar, std::string_view locale);
+// The heading of a day in a conversation: abbreviated weekday, month, day and year ("Tue, Mar 5, 2024").
+std::string dayHeading(Date date, const Calendar& calendar, std::string_view locale);
 
 } // namespace dovrel::Format

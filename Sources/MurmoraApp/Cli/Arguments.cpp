@@ -25,6 +25,11 @@ const char* const coachUsage =
     "                     to standard output (exit 3 when the relay's daily cap is used up).\n"
     "                     Put -- before a message that begins with a dash\n";
 
+const char* const screensUsage =
+    "  screens --out DIR [--scale S] [--size WxH] [--dark]\n"
+    "                     draw every screen and state of the window for the data of $HOME\n"
+    "                     into PNG files in DIR (offscreen; default scale 2, size 1280x820)\n";
+
 const char* nameOf(Command command) {
     switch (command) {
     case Command::learn:
@@ -33,6 +38,8 @@ const char* nameOf(Command command) {
         return "tool";
     case Command::coach:
         return "coach";
+    case Command::screens:
+        return "screens";
     case Command::help:
         break;
     }
@@ -45,6 +52,16 @@ bool isHelp(const std::string& argument) {
 
 UsageError misuse(Command command, const std::string& what) {
     return UsageError{std::string(nameOf(command)) + ": " + what, command};
+}
+
+std::optional<int> wholeNumber(const std::string& text) {
+    int value = 0;
+    const char* end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, value);
+    if (text.empty() || error != std::errc() || stop != end) {
+        return std::nullopt;
+    }
+    return value;
 }
 
 std::optional<int> wholeDays(const std::string& text) {
@@ -84,6 +101,43 @@ std::optional<UsageError> sharedOption(const std::vector<std::string>& arguments
     return std::nullopt;
 }
 
+std::optional<UsageError> screensOption(const std::vector<std::string>& arguments, std::size_t& i,
+                                        Invocation& invocation) {
+    const std::string& argument = arguments[i];
+    const bool hasValue = i + 1 < arguments.size();
+    if (isHelp(argument)) {
+        invocation.help = true;
+    } else if (argument == "--dark") {
+        invocation.dark = true;
+    } else if (argument == "--out" && hasValue && !arguments[i + 1].empty()) {
+        invocation.outFolder = arguments[++i];
+    } else if (argument == "--scale" && hasValue) {
+        const std::string& text = arguments[++i];
+        double scale = 0;
+        const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), scale);
+        if (error != std::errc() || stop != text.data() + text.size() || !(scale >= 0.5 && scale <= 4)) {
+            return misuse(Command::screens, "expected --scale S with S from 0.5 to 4");
+        }
+        invocation.scale = scale;
+    } else if (argument == "--size" && hasValue) {
+        const std::string& text = arguments[++i];
+        const std::size_t x = text.find('x');
+        const std::optional<int> width =
+            x == std::string::npos ? std::nullopt : wholeNumber(text.substr(0, x));
+        const std::optional<int> height =
+            x == std::string::npos ? std::nullopt : wholeNumber(text.substr(x + 1));
+        if (!width || !height || *width < 400 || *height < 300 || *width > 4000 || *height > 4000) {
+            return misuse(Command::screens,
+                          "expected --size WxH, such as 1280x820 (from 400x300 to 4000x4000)");
+        }
+        invocation.width = *width;
+        invocation.height = *height;
+    } else {
+        return misuse(Command::screens, "unexpected argument " + argument);
+    }
+    return std::nullopt;
+}
+
 } // namespace
 
 std::variant<Invocation, UsageError> parseArguments(const std::vector<std::string>& arguments) {
@@ -98,6 +152,8 @@ std::variant<Invocation, UsageError> parseArguments(const std::vector<std::strin
         invocation.command = Command::tool;
     } else if (command == "coach") {
         invocation.command = Command::coach;
+    } else if (command == "screens") {
+        invocation.command = Command::screens;
     } else if (command == "help" || isHelp(command)) {
         invocation.help = true;
         return invocation;
@@ -111,6 +167,12 @@ std::variant<Invocation, UsageError> parseArguments(const std::vector<std::strin
         const std::string& argument = arguments[i];
         if (!optionsEnded && invocation.command == Command::coach && argument == "--") {
             optionsEnded = true;
+            continue;
+        }
+        if (invocation.command == Command::screens) {
+            if (auto error = screensOption(arguments, i, invocation)) {
+                return *error;
+            }
             continue;
         }
         if (!optionsEnded) {
@@ -169,6 +231,11 @@ std::variant<Invocation, UsageError> parseArguments(const std::vector<std::strin
         }
         break;
     }
+    case Command::screens:
+        if (invocation.outFolder.empty()) {
+            return misuse(Command::screens, "expected --out DIR");
+        }
+        break;
     case Command::help:
         break;
     }
@@ -185,8 +252,11 @@ std::string usage(std::optional<Command> command) {
     if (command == Command::coach) {
         return std::string("usage: murmora-cli ") + (coachUsage + 2);
     }
+    if (command == Command::screens) {
+        return std::string("usage: murmora-cli ") + (screensUsage + 2);
+    }
     return std::string("usage: murmora-cli <command>\n\ncommands:\n") + learnUsage + toolUsage + coachUsage +
-           "  help               print this text\n";
+           screensUsage + "  help               print this text\n";
 }
 
 } // namespace murmora::cli

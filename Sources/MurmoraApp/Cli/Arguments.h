@@ -7,7 +7,7 @@
 
 namespace murmora::cli {
 
-enum class Command { learn, tool, coach, help };
+enum class Command { learn, tool, coach, screens, help };
 
 // One command line, checked: what runs is known to be well formed.
 struct Invocation {
@@ -19,6 +19,11 @@ struct Invocation {
     std::string toolName;         // never empty for `tool`
     std::string toolInput = "{}"; // a JSON object
     std::string text;             // the coach's message, trimmed, never empty for `coach`
+    std::string outFolder;        // never empty for `screens`
+    double scale = 2;             // device pixels per point of the pictures
+    int width = 1280;             // the window, in points
+    int height = 820;
+    bool dark = false; // dark appearance instead of light
 };
 
 // Misuse: what was wrong, and which command's usage to print after it (none: the whole usage).

@@ -8,12 +8,17 @@
 #include "MessageSources/DatabaseCopier.h"
 #include "MessageSources/SQLiteError.h"
 #include "State/AppState.h"
+#include "Window/Appearance.h"
+#include "Window/ScreenGallery.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QGuiApplication>
+#include <QQuickWindow>
 #include <QTimer>
 #include <cerrno>
 #include <functional>
+#include <iostream>
 #include <ostream>
 
 namespace murmora {
@@ -319,7 +324,46 @@ int coachCommand(const cli::Invocation& invocation, std::ostream& out, std::ostr
     return 0;
 }
 
+// Pictures of every screen, drawn by the window's own QML over the state the window would have.
+int screensCommand(const cli::Invocation& invocation, std::ostream& out, std::ostream& err) {
+    if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr) {
+        err << "screens: needs a graphical application (run it from murmora-cli)" << std::endl;
+        return exitFailed;
+    }
+    AppState state(nullptr);
+    if (const int failure = startLikeTheWindow(state, invocation, err)) {
+        return failure;
+    }
+    ScreenGalleryOptions options;
+    options.outFolder = QString::fromStdString(invocation.outFolder);
+    options.windowSize = QSize(invocation.width, invocation.height);
+    return renderScreenGallery(state, options, out, err);
+}
+
 } // namespace
+
+int runCommandLineApplication(int argc, char* argv[]) {
+    const bool drawsScreens = argc > 1 && std::string_view(argv[1]) == "screens";
+    if (!drawsScreens) {
+        QCoreApplication app(argc, argv);
+        QCoreApplication::setApplicationName(QStringLiteral("Murmora"));
+        QCoreApplication::setOrganizationName(QStringLiteral("Murmora"));
+        return runCommandLine(QCoreApplication::arguments(), std::cout, std::cerr);
+    }
+    // The scale and the platform are read when the application object is made, so the options come first.
+    const std::variant<cli::Invocation, cli::UsageError> parsed =
+        cli::parseArguments(std::vector<std::string>(argv + 1, argv + argc));
+    const auto* invocation = std::get_if<cli::Invocation>(&parsed);
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_SCALE_FACTOR", QByteArray::number(invocation ? invocation->scale : 2.0));
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    prepareStyle();
+    QGuiApplication app(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("Murmora"));
+    QCoreApplication::setOrganizationName(QStringLiteral("Murmora"));
+    applyAppearance(app, invocation && invocation->dark ? Appearance::dark : Appearance::light);
+    return runCommandLine(QCoreApplication::arguments(), std::cout, std::cerr);
+}
 
 int runCommandLine(const QStringList& arguments, std::ostream& out, std::ostream& err) {
     // Copies left behind by a process that ended before it could remove them.
@@ -347,6 +391,8 @@ int runCommandLine(const QStringList& arguments, std::ostream& out, std::ostream
         return toolCommand(invocation, out, err);
     case cli::Command::coach:
         return coachCommand(invocation, out, err);
+    case cli::Command::screens:
+        return screensCommand(invocation, out, err);
     case cli::Command::help:
         break;
     }

@@ -9,4 +9,8 @@ namespace murmora {
 // Needs a QCoreApplication (or QGuiApplication) to exist.
 int runCommandLine(const QStringList& arguments, std::ostream& out, std::ostream& err);
 
+// The program: makes the application object the command needs (a graphical one, offscreen, for `screens`)
+// and runs the command.
+int runCommandLineApplication(int argc, char* argv[]);
+
 } // namespace murmora

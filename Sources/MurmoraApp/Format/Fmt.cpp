@@ -1,6 +1,7 @@
 #include "Format/Fmt.h"
 
 #include "Format/Format.h"
+#include "Foundation/Unicode.h"
 
 #include <QLocale>
 
@@ -85,6 +86,23 @@ QString Fmt::monthYear(const QDateTime& date) {
     const std::optional<dovrel::Date> when = dateOf(date);
     return when ? text(dovrel::Format::monthYear(*when, dovrel::Calendar::current(), userLocale()))
                 : text(std::string(dovrel::Format::dash));
+}
+
+QString Fmt::dayHeading(const QDateTime& date) {
+    const std::optional<dovrel::Date> when = dateOf(date);
+    return when ? text(dovrel::Format::dayHeading(*when, dovrel::Calendar::current(), userLocale()))
+                : text(std::string(dovrel::Format::dash));
+}
+
+QString Fmt::monogram(const QString& name) {
+    const std::string utf8 = name.toStdString();
+    std::string first;
+    dovrel::unicode::forEachGrapheme(dovrel::unicode::trimmed(utf8), [&first](std::string_view grapheme) {
+        if (first.empty()) {
+            first = grapheme;
+        }
+    });
+    return first.empty() ? QStringLiteral("#") : text(first).toUpper();
 }
 
 } // namespace murmora

@@ -138,10 +138,25 @@ QString AppState::name(const QString& handle, const QVariant& fallback) const {
     return QString::fromStdString(name(handle.toStdString(), optionalText(fallback)));
 }
 
+bool AppState::databaseReadable() const {
+    return Generator::databaseAccess(Generator::messagesDatabasePath(environment_().home)) ==
+           Generator::DatabaseAccess::readable;
+}
+
+void AppState::preview(Phase phase, const QString& text, bool walkthrough) {
+    if (showWalkthrough_ != walkthrough) {
+        showWalkthrough_ = walkthrough;
+        emit showWalkthroughChanged();
+    }
+    if (phase == Phase::Learning) {
+        setLearningFact(text);
+    }
+    setPhase(phase, phase == Phase::Failed ? text : QString());
+}
+
 void AppState::checkAccess() {
     // Opening the file is the only test of the permission to read it.
-    if (Generator::databaseAccess(Generator::messagesDatabasePath(environment_().home)) !=
-        Generator::DatabaseAccess::readable) {
+    if (!databaseReadable()) {
         setPhase(Phase::NeedsAccess);
         return;
     }

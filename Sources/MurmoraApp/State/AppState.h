@@ -148,6 +148,8 @@ public:
     Q_INVOKABLE QString name(const QString& handle, const QVariant& fallback = {}) const;
 
     Q_INVOKABLE void checkAccess();
+    // Whether the Messages database opens for reading now; the onboarding screen polls it.
+    Q_INVOKABLE bool databaseReadable() const;
     Q_INVOKABLE void learn(int days, bool silent);
     Q_INVOKABLE void saveArtifacts() { coachStore_->saveArtifacts(); }
     Q_INVOKABLE void finishWalkthrough();
@@ -176,6 +178,10 @@ public:
     Generator::Environment environment() const { return environment_(); }
 
     void setArchetype(std::optional<dovrel::Archetype> archetype);
+
+    // Shows a phase without running anything, for pictures of every screen (`murmora-cli screens`): the
+    // failure text of `failed`, the line of `learning`, and whether the walkthrough shows over `ready`.
+    void preview(Phase phase, const QString& text = {}, bool walkthrough = false);
 
 signals:
     void phaseChanged();

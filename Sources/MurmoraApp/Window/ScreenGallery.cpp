@@ -1,0 +1,140 @@
+#include "Window/ScreenGallery.h"
+
+#include "State/AppState.h"
+#include "Window/Appearance.h"
+
+#include <QDir>
+#include <QEventLoop>
+#include <QQmlApplicationEngine>
+#include <QQuickWindow>
+#include <QTimer>
+#include <functional>
+#include <ostream>
+#include <vector>
+
+namespace murmora {
+namespace {
+
+struct Shot {
+    QString name;
+    std::function<void()> show;
+};
+
+// Long enough for the cross-fades (0.3 s) and a first layout of lazy lists.
+void settle(int milliseconds = 500) {
+    QEventLoop loop;
+    QTimer::singleShot(milliseconds, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+bool save(QQuickWindow& window, const QString& path, std::ostream& out, std::ostream& err) {
+    const QImage image = window.grabWindow();
+    if (image.isNull() || !image.save(path)) {
+        err << "screens: could not write " << path.toStdString() << std::endl;
+        return false;
+    }
+    out << path.toStdString() << std::endl;
+    return true;
+}
+
+// The handle of the person with the most messages, for the pieces that show one person.
+QString busiestHandle(const AppState& state) {
+    return state.people().empty() ? QString() : QString::fromStdString(state.people().front().handleID);
+}
+
+} // namespace
+
+int renderScreenGallery(AppState& state, const ScreenGalleryOptions& options, std::ostream& out,
+                        std::ostream& err) {
+    if (!QDir().mkpath(options.outFolder)) {
+        err << "screens: cannot make the folder " << options.outFolder.toStdString() << std::endl;
+        return 1;
+    }
+    const QDir folder(options.outFolder);
+    QQmlApplicationEngine engine;
+    addModuleImports(engine);
+    engine.setInitialProperties({{QStringLiteral("startsItself"), false}});
+    engine.load(QUrl(QStringLiteral("qrc:/Murmora/qml/Main.qml")));
+    auto* window =
+        engine.rootObjects().isEmpty() ? nullptr : qobject_cast<QQuickWindow*>(engine.rootObjects().first());
+    if (window == nullptr) {
+        err << "screens: the window did not load" << std::endl;
+        return 1;
+    }
+    window->resize(options.windowSize);
+    window->show();
+
+    const QString firstReveal = QStringLiteral("Reading your conversations\u2026");
+    using Phase = AppState::Phase;
+    using Tab = AppState::Tab;
+    const auto ready = [&state](Tab tab) {
+        return [&state, tab] {
+            state.preview(Phase::Ready);
+            state.setTab(tab);
+        };
+    };
+    const std::vector<Shot> shots = {
+        {QStringLiteral("phase-checking-access"), [&] { state.preview(Phase::CheckingAccess); }},
+        {QStringLiteral("phase-needs-access"), [&] { state.preview(Phase::NeedsAccess); }},
+        {QStringLiteral("phase-learning"), [&] { state.preview(Phase::Learning, firstReveal); }},
+        {QStringLiteral("phase-failed"),
+         [&] {
+             state.preview(Phase::Failed,
+                           QStringLiteral("The Messages database cannot be read: it is damaged, or not a "
+                                          "database. (file is not a database)"));
+         }},
+        {QStringLiteral("walkthrough"), [&] { state.preview(Phase::Ready, {}, true); }},
+        {QStringLiteral("tab-coach"), ready(Tab::Coach)},
+        {QStringLiteral("tab-profile"), ready(Tab::Profile)},
+        {QStringLiteral("tab-people"), ready(Tab::People)},
+        {QStringLiteral("tab-groups"), ready(Tab::Groups)},
+        {QStringLiteral("tab-wrapped"), ready(Tab::Wrapped)},
+    };
+    bool written = true;
+    for (const Shot& shot : shots) {
+        shot.show();
+        settle();
+        written = save(*window, folder.filePath(shot.name + QStringLiteral(".png")), out, err) && written;
+    }
+    state.preview(Phase::Ready);
+
+    // The pieces screens hold, each in a window of its own on the same state.
+    const QString handle = busiestHandle(state);
+    struct Piece {
+        QString name;
+        QString show;
+        QSize size;
+    };
+    const std::vector<Piece> pieces = {
+        {QStringLiteral("thread-pane"), QStringLiteral("threadPane"),
+         QSize(420, options.windowSize.height())},
+        {QStringLiteral("person-picker"), QStringLiteral("personPicker"), QSize(420, 520)},
+        {QStringLiteral("consent-sheet"), QStringLiteral("consentSheet"), QSize(560, 420)},
+        {QStringLiteral("components"), QStringLiteral("components"), QSize(760, options.windowSize.height())},
+    };
+    for (const Piece& piece : pieces) {
+        QQmlApplicationEngine pieceEngine;
+        addModuleImports(pieceEngine);
+        pieceEngine.setInitialProperties({{QStringLiteral("show"), piece.show},
+                                          {QStringLiteral("handleID"), handle},
+                                          {QStringLiteral("width"), piece.size.width()},
+                                          {QStringLiteral("height"), piece.size.height()}});
+        pieceEngine.load(QUrl(QStringLiteral("qrc:/Murmora/qml/preview/PiecePreview.qml")));
+        auto* pieceWindow = pieceEngine.rootObjects().isEmpty()
+                                ? nullptr
+                                : qobject_cast<QQuickWindow*>(pieceEngine.rootObjects().first());
+        if (pieceWindow == nullptr) {
+            err << "screens: the preview of " << piece.name.toStdString() << " did not load" << std::endl;
+            written = false;
+            continue;
+        }
+        pieceWindow->show();
+        settle();
+        written =
+            save(*pieceWindow, folder.filePath(piece.name + QStringLiteral(".png")), out, err) && written;
+        pieceWindow->close();
+    }
+    return written ? 0 : 1;
+}
+
+} // namespace murmora
