@@ -5,17 +5,25 @@
 //   groups    a group load, with the statistics of every group;
 //   search    one `search` tool call, as a coach turn runs it;
 //   count     one `count` tool call;
-//   proactive a proactive refresh.
+//   proactive a proactive refresh;
+//   window    the window loaded over the ready state (offscreen, software rendering);
+//   tabs      each of the five tabs shown, twice round, each drawn;
+//   thread    the thread pane of the busiest person opened and drawn, then scrolled to its oldest page.
 // A first, untimed launch learns and leaves the snapshot. The data folder and the temporary folder are
 // private and removed at the end.
 //
 //   gui-stall-bench HOME
 #include "Coach/CoachEngine.h"
 #include "State/AppState.h"
+#include "Window/Appearance.h"
 
-#include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QGuiApplication>
+#include <QQmlApplicationEngine>
+#include <QQmlComponent>
+#include <QQuickItem>
+#include <QQuickWindow>
 #include <QTemporaryDir>
 #include <QTimer>
 #include <algorithm>
@@ -102,7 +110,10 @@ int main(int argc, char* argv[]) {
     qputenv("HOME", QByteArray::fromStdString(home.string()));
     qputenv("XDG_DATA_HOME", (scratch.path() + QStringLiteral("/data")).toUtf8());
     qputenv("TMPDIR", scratch.path().toUtf8());
-    QCoreApplication app(argc, argv);
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+    murmora::prepareStyle();
+    QGuiApplication app(argc, argv);
     const auto environment = [home, now] {
         murmora::Generator::Environment current = murmora::Generator::Environment::current();
         current.home = home;
@@ -179,11 +190,75 @@ int main(int argc, char* argv[]) {
             [&] { return !insights.proactiveLoading(); });
     });
 
+    // The window: the same QML as the application, over the same state.
+    QQmlApplicationEngine engine;
+    murmora::addModuleImports(engine);
+    engine.setInitialProperties({{QStringLiteral("startsItself"), false}});
+    QQuickWindow* window = nullptr;
+    const auto drawn = [](int frames) {
+        for (int i = 0; i < frames; ++i) {
+            QEventLoop loop;
+            QTimer::singleShot(16, &loop, &QEventLoop::quit);
+            loop.exec();
+        }
+    };
+    measure("window", [&] {
+        engine.load(QUrl(QStringLiteral("qrc:/Murmora/qml/Main.qml")));
+        window = qobject_cast<QQuickWindow*>(engine.rootObjects().value(0));
+        if (window != nullptr) {
+            window->resize(1280, 820);
+            window->show();
+        }
+        drawn(10);
+    });
+    if (window == nullptr) {
+        std::cerr << "gui-stall-bench: the window did not load\n";
+        return 1;
+    }
+    state->preview(murmora::AppState::Phase::Ready);
+    drawn(10);
+    measure("tabs", [&] {
+        for (int round = 0; round < 2; ++round) {
+            for (int tab = 0; tab < 5; ++tab) {
+                state->setTab(static_cast<murmora::AppState::Tab>(tab));
+                drawn(6);
+            }
+        }
+    });
+    std::string busiest;
+    std::size_t busiestCount = 0;
+    for (const auto& [handle, thread] : state->threadsByHandle()) {
+        if (thread.messages.size() > busiestCount) {
+            busiest = handle;
+            busiestCount = thread.messages.size();
+        }
+    }
+    QQmlComponent paneComponent(&engine);
+    paneComponent.setData(
+        "import QtQuick\nimport Murmora\nThreadPane { anchors.right: parent.right; width: 380; height: 820 }",
+        QUrl());
+    measure("thread", [&] {
+        auto* pane = qobject_cast<QQuickItem*>(paneComponent.createWithInitialProperties(
+            {{QStringLiteral("handleID"), QString::fromStdString(busiest)},
+             {QStringLiteral("name"), state->name(QString::fromStdString(busiest))}}));
+        if (pane == nullptr) {
+            return;
+        }
+        pane->setParentItem(window->contentItem());
+        drawn(10);
+        // Up to the oldest message, a page at a time, as someone holding the scroll bar at the top would.
+        auto* list = pane->findChild<QQuickItem*>(QStringLiteral("threadList"));
+        for (int i = 0; list != nullptr && i < 40; ++i) {
+            QMetaObject::invokeMethod(list, "positionViewAtEnd");
+            drawn(1);
+        }
+    });
+
     double longest = 0.0;
     std::string load;
     std::getline(std::ifstream("/proc/loadavg"), load);
-    std::printf("GUI thread over %d threads and %zu groups (load: %s)\n", state->threadCount(),
-                insights.groups().size(),
+    std::printf("GUI thread over %d threads and %zu groups, a thread pane of %zu messages (load: %s)\n",
+                state->threadCount(), insights.groups().size(), busiestCount,
                 load.substr(0, load.find(' ', load.find(' ', load.find(' ') + 1) + 1)).c_str());
     for (const Step& step : steps) {
         std::printf("  %-12s %8.3f s   longest gap %7.1f ms\n", step.name, step.seconds, step.longestMs);
