@@ -13,6 +13,20 @@ ApplicationWindow {
 
     visible: true
     color: Theme.background
+    // Controls take the application's palette, light or dark, whatever the style's own defaults are.
+    palette.window: Theme.palette.window
+    palette.windowText: Theme.palette.windowText
+    palette.base: Theme.palette.base
+    palette.alternateBase: Theme.palette.alternateBase
+    palette.text: Theme.palette.text
+    palette.button: Theme.palette.button
+    palette.buttonText: Theme.palette.buttonText
+    palette.highlight: Theme.palette.highlight
+    palette.highlightedText: Theme.palette.highlightedText
+    palette.placeholderText: Theme.palette.placeholderText
+    palette.mid: Theme.palette.mid
+    palette.toolTipBase: Theme.palette.base
+    palette.toolTipText: Theme.palette.text
 
     Loader {
         anchors.fill: parent
