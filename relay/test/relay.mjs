@@ -1,0 +1,72 @@
+// Runs the Worker in the local Workers runtime (wrangler dev, which runs workerd) and keeps what it logs.
+import { spawn } from "node:child_process";
+import { mkdtempSync, rmSync } from "node:fs";
+import net from "node:net";
+import os from "node:os";
+import path from "node:path";
+import { fileURLToPath } from "node:url";
+
+export const relayDir = path.resolve(path.dirname(fileURLToPath(import.meta.url)), "..");
+export const secret = "test-secret-0123456789";
+
+async function freePort() {
+  const server = net.createServer();
+  await new Promise((resolve) => server.listen(0, "127.0.0.1", resolve));
+  const { port } = server.address();
+  await new Promise((resolve) => server.close(resolve));
+  return port;
+}
+
+export async function startRelay({ upstream, cap }) {
+  const [port, inspector] = [await freePort(), await freePort()];
+  const state = mkdtempSync(path.join(os.tmpdir(), "murmora-relay-"));
+  const vars = { APP_SECRET: secret, ANTHROPIC_API_KEY: "sk-test", UPSTREAM_URL: upstream, DAILY_CAP: String(cap) };
+  const child = spawn(
+    path.join(relayDir, "node_modules/.bin/wrangler"),
+    ["dev", "--ip", "127.0.0.1", "--port", String(port), "--inspector-port", String(inspector),
+      "--persist-to", state, "--show-interactive-dev-session=false",
+      ...Object.entries(vars).flatMap(([k, v]) => ["--var", `${k}:${v}`])],
+    {
+      cwd: relayDir,
+      // No look-up of the `Request.cf` placeholder online: the tests reach nothing beyond 127.0.0.1.
+      env: { ...process.env, WRANGLER_SEND_METRICS: "false", CLOUDFLARE_CF_FETCH_ENABLED: "false", CI: "1", NO_COLOR: "1" },
+      detached: true,
+    },
+  );
+  let log = "";
+  child.stdout.on("data", (d) => (log += d));
+  child.stderr.on("data", (d) => (log += d));
+  const url = `http://127.0.0.1:${port}`;
+  const deadline = Date.now() + 60_000;
+  while (!log.includes("Ready on")) {
+    if (child.exitCode !== null || Date.now() > deadline) {
+      child.kill();
+      throw new Error(`wrangler dev did not start:\n${log}`);
+    }
+    await new Promise((resolve) => setTimeout(resolve, 100));
+  }
+  return {
+    url,
+    log: () => log,
+    async stop() {
+      process.kill(-child.pid, "SIGTERM");
+      await new Promise((resolve) => (child.exitCode !== null ? resolve() : child.once("exit", resolve)));
+      rmSync(state, { recursive: true, force: true });
+    },
+  };
+}
+
+export function headers(device = crypto.randomUUID().toUpperCase(), app = secret) {
+  return { "content-type": "application/json", "x-murmora-app": app, "x-murmora-device": device };
+}
+
+export function chatBody(text, messages = [{ role: "user", content: [{ type: "text", text }] }]) {
+  return {
+    system: [{ type: "text", text: "You are a coach.", cache_control: { type: "ephemeral" } }],
+    messages,
+    tools: [{ name: "count", description: "Counts messages.", input_schema: { type: "object" } }],
+    max_tokens: 16000,
+    thinking: { type: "adaptive" },
+    stream: true,
+  };
+}
