@@ -19,24 +19,23 @@ export function secondsToNextDay(now: Date = new Date()): number {
 
 // One device's calls of the current UTC day. A call takes its place before it goes upstream and gives it
 // back if it fails, so that calls running at the same time can never pass the cap together. Each method
-// reads and writes storage without awaiting anything else, so the object's input gate runs them one at a
-// time.
+// reads and writes the object's storage synchronously, so no other call can come in between.
 export class DeviceDay extends DurableObject<Env> {
-  async take(day: string, cap: number): Promise<boolean> {
-    const count = await this.ctx.storage.get<Count>("count");
+  take(day: string, cap: number): boolean {
+    const count = this.ctx.storage.kv.get<Count>("count");
     const used = count?.day === day ? count.used : 0;
     if (used >= cap) {
       return false;
     }
-    await this.ctx.storage.put<Count>("count", { day, used: used + 1 });
+    this.ctx.storage.kv.put<Count>("count", { day, used: used + 1 });
     return true;
   }
 
   // A call taken on `day` failed upstream. After midnight there is nothing left to give back.
-  async giveBack(day: string): Promise<void> {
-    const count = await this.ctx.storage.get<Count>("count");
+  giveBack(day: string): void {
+    const count = this.ctx.storage.kv.get<Count>("count");
     if (count?.day === day && count.used > 0) {
-      await this.ctx.storage.put<Count>("count", { day, used: count.used - 1 });
+      this.ctx.storage.kv.put<Count>("count", { day, used: count.used - 1 });
     }
   }
 }

@@ -68,11 +68,12 @@ function turnEvents(body) {
   ];
 }
 
+// Like the real API: while a tool call is being answered, the assistant turn that made it must open with
+// its thinking, signature intact. Earlier turns may have dropped theirs.
 function hasSignedThinking(body) {
-  return body.messages.every(
-    (m) => m.role !== "assistant" || typeof m.content === "string" ||
-      m.content.some((b) => b.type === "thinking" && b.signature === signature),
-  );
+  const [call, result] = body.messages.slice(-2);
+  const answersTool = Array.isArray(result?.content) && result.content.some((b) => b.type === "tool_result");
+  return !answersTool || (call.content[0]?.type === "thinking" && call.content[0].signature === signature);
 }
 
 const sse = (event) => `event: ${event.type}\ndata: ${padded(event)}\n\n`;
@@ -129,4 +130,13 @@ export async function startFakeUpstream() {
 // The exact bytes of a turn's stream, for comparing what came through the relay.
 export function expectedStream(body) {
   return turnEvents(body).map(sse).join("");
+}
+
+// Run as a program (the load test does), it serves until killed and answers "count" with the requests seen.
+if (process.argv[1] === new URL(import.meta.url).pathname) {
+  const fake = await startFakeUpstream();
+  process.on("message", (message) => message === "count" && process.send({ count: fake.requests.length }));
+  process.send({ url: fake.url });
+  // Nothing of the bodies is needed there; keeping them all would only grow.
+  setInterval(() => fake.requests.fill(null), 1000).unref();
 }

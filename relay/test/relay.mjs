@@ -33,6 +33,13 @@ export async function startRelay({ upstream, cap }) {
       detached: true,
     },
   );
+  // wrangler starts workerd; the whole group goes when the tests end, however they end.
+  const killGroup = () => {
+    try {
+      process.kill(-child.pid, "SIGTERM");
+    } catch {}
+  };
+  process.once("exit", killGroup);
   let log = "";
   child.stdout.on("data", (d) => (log += d));
   child.stderr.on("data", (d) => (log += d));
@@ -49,7 +56,7 @@ export async function startRelay({ upstream, cap }) {
     url,
     log: () => log,
     async stop() {
-      process.kill(-child.pid, "SIGTERM");
+      killGroup();
       await new Promise((resolve) => (child.exitCode !== null ? resolve() : child.once("exit", resolve)));
       rmSync(state, { recursive: true, force: true });
     },
