@@ -1,19 +1,21 @@
-// Load test on loopback, run by hand (npm run bench): DEVICES devices send chat calls one after another for
-// SECONDS through the relay with the fake Messages API behind it. The Worker is bundled as `wrangler deploy`
-// bundles it and runs in one workerd process, without the proxy that `wrangler dev` puts in front. It checks that no
-// device gets more than CAP answers and none fewer, that every call is answered (200 or 429, nothing lost),
-// and that the upstream saw exactly the answered calls; then it compares the time to the first event byte
-// through the relay with the fake called directly at the same concurrency.
-//   node bench/load.mjs [DEVICES=500] [SECONDS=30] [CAP=20]
+// Load test on loopback, run by hand (npm run bench). DEVICES devices call /v1/chat for SECONDS, each
+// waiting PAUSE ms between its calls (0: back to back), through the relay with the fake Messages API behind
+// it in a process of its own. The Worker is bundled as `wrangler deploy` bundles it and runs in one workerd
+// process, without the proxy that `wrangler dev` puts in front. The run compares the time to the first
+// event byte through the relay with the fake called directly by as many devices, then checks that every
+// device gets exactly CAP answers, that every call is answered (200 or 429, nothing lost), and that the
+// upstream saw exactly the answered calls. The objects' storage is kept on /dev/shm where there is one: a
+// local disk syncing each new object's database would be measured instead of the relay.
+//   node bench/load.mjs [DEVICES=500] [SECONDS=30] [CAP=20] [PAUSE=1000]
 import { fork, spawnSync } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync } from "node:fs";
+import { existsSync, mkdtempSync, readFileSync, rmSync } from "node:fs";
 import http from "node:http";
 import os from "node:os";
 import path from "node:path";
 import { Miniflare } from "miniflare";
 import { chatBody, headers, relayDir, secret } from "../test/relay.mjs";
 
-const [devices, seconds, cap] = [500, 30, 20].map((d, i) => Number(process.argv[2 + i] ?? d));
+const [devices, seconds, cap, pause] = [500, 30, 20, 1000].map((d, i) => Number(process.argv[2 + i] ?? d));
 const agent = new http.Agent({ keepAlive: true, maxSockets: devices });
 
 // One POST; resolves with the status, the time to the first body byte and to the end, in ms.
@@ -25,12 +27,14 @@ function call(url, head, body) {
       let first;
       response.on("data", () => (first ??= ms()));
       response.on("end", () => resolve({ status: response.statusCode, first, total: ms() }));
-      response.on("error", () => resolve({ status: "error" }));
+      response.on("error", (error) => resolve({ status: error.code ?? "error" }));
     });
-    request.on("error", () => resolve({ status: "error" }));
+    request.on("error", (error) => resolve({ status: error.code ?? "error" }));
     request.end(body);
   });
 }
+
+const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 
 const percentile = (values, p) => {
   const sorted = [...values].sort((a, b) => a - b);
@@ -44,7 +48,12 @@ async function run(url, durationMs, headersOf) {
   return Promise.all(
     Array.from({ length: devices }, async (_, d) => {
       const outcomes = [];
-      while (Date.now() < until) outcomes.push(await call(url, headersOf(d), body));
+      // Spread the first calls over one pause, as devices do not start in step.
+      await sleep(Math.random() * pause);
+      while (Date.now() < until) {
+        outcomes.push(await call(url, headersOf(d), body));
+        await sleep(pause);
+      }
       return outcomes;
     }),
   );
@@ -59,6 +68,7 @@ const upstreamCount = () =>
   });
 async function startBundled(cap) {
   const out = mkdtempSync(path.join(os.tmpdir(), "murmora-relay-bundle-"));
+  const persist = mkdtempSync(path.join(existsSync("/dev/shm") ? "/dev/shm" : os.tmpdir(), "murmora-relay-state-"));
   const built = spawnSync(path.join(relayDir, "node_modules/.bin/wrangler"), ["deploy", "--dry-run", "--outdir", out], {
     cwd: relayDir, encoding: "utf8", env: { ...process.env, WRANGLER_SEND_METRICS: "false" },
   });
@@ -73,11 +83,19 @@ async function startBundled(cap) {
     port: 0,
     cf: false,
     durableObjects: { DEVICE_DAY: { className: "DeviceDay", useSQLite: true } },
+    defaultPersistRoot: persist,
+    durableObjectsPersist: persist,
     bindings: { APP_SECRET: secret, ANTHROPIC_API_KEY: "sk-test", MODEL: "m", DAILY_CAP: String(cap), UPSTREAM_URL: upstream },
     // The Worker still writes its line per request; here it is read and dropped.
     handleRuntimeStdio: (stdout, stderr) => { stdout.resume(); stderr.resume(); },
   });
-  return { url: (await mf.ready).toString().replace(/\/$/, ""), stop: () => mf.dispose() };
+  return {
+    url: (await mf.ready).toString().replace(/\/$/, ""),
+    async stop() {
+      await mf.dispose();
+      rmSync(persist, { recursive: true, force: true });
+    },
+  };
 }
 
 const firstBytes = (outcomes) => outcomes.flat().filter((r) => r.status === 200).map((r) => r.first);
@@ -102,13 +120,16 @@ try {
   const upstreamCalls = (await upstreamCount()) - before;
   const answered = perDevice.map((o) => o.filter((r) => r.status === 200).length);
   const all = perDevice.flat();
-  const lost = all.filter((r) => r.status !== 200 && r.status !== 429).length;
+  const lostAs = {};
+  for (const r of all) if (r.status !== 200 && r.status !== 429) lostAs[r.status] = (lostAs[r.status] ?? 0) + 1;
+  const lost = Object.values(lostAs).reduce((a, b) => a + b, 0);
   const report = {
-    devices, seconds, cap,
+    devices, seconds, cap, pause,
     calls: all.length,
     answered: answered.reduce((a, b) => a + b, 0),
     capped: all.filter((r) => r.status === 429).length,
     lost,
+    ...(lost ? { lostAs } : {}),
     upstreamCalls,
     devicesOverCap: answered.filter((n) => n > cap).length,
     devicesUnderCap: answered.filter((n) => n < cap).length,
