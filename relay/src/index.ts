@@ -76,7 +76,8 @@ async function handle(request: Request, env: Env, route: Route): Promise<Respons
 
 // The one log line of a request: never anything of its headers or body.
 function logLine(route: string, status: number, started: number, upstreamStatus?: number): void {
-  console.log(JSON.stringify({ route, status, ms: Date.now() - started, ...(upstreamStatus === undefined ? {} : { upstreamStatus }) }));
+  const line = { route, status, ms: Date.now() - started, upstreamStatus };
+  console.log(JSON.stringify(line));
 }
 
 export default {

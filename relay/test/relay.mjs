@@ -10,8 +10,8 @@ export const relayDir = path.resolve(path.dirname(fileURLToPath(import.meta.url)
 export const secret = "test-secret-0123456789";
 
 async function freePort() {
-  const server = net.createServer();
-  await new Promise((resolve) => server.listen(0, "127.0.0.1", resolve));
+  const server = net.createServer().listen(0, "127.0.0.1");
+  await new Promise((resolve) => server.once("listening", resolve));
   const { port } = server.address();
   await new Promise((resolve) => server.close(resolve));
   return port;
@@ -21,18 +21,11 @@ export async function startRelay({ upstream, cap }) {
   const [port, inspector] = [await freePort(), await freePort()];
   const state = mkdtempSync(path.join(os.tmpdir(), "murmora-relay-"));
   const vars = { APP_SECRET: secret, ANTHROPIC_API_KEY: "sk-test", UPSTREAM_URL: upstream, DAILY_CAP: String(cap) };
-  const child = spawn(
-    path.join(relayDir, "node_modules/.bin/wrangler"),
-    ["dev", "--ip", "127.0.0.1", "--port", String(port), "--inspector-port", String(inspector),
-      "--persist-to", state, "--show-interactive-dev-session=false",
-      ...Object.entries(vars).flatMap(([k, v]) => ["--var", `${k}:${v}`])],
-    {
-      cwd: relayDir,
-      // No look-up of the `Request.cf` placeholder online: the tests reach nothing beyond 127.0.0.1.
-      env: { ...process.env, WRANGLER_SEND_METRICS: "false", CLOUDFLARE_CF_FETCH_ENABLED: "false", CI: "1", NO_COLOR: "1" },
-      detached: true,
-    },
-  );
+  const args = ["dev", "--ip", "127.0.0.1", "--port", port, "--inspector-port", inspector, "--persist-to", state,
+    ...Object.entries(vars).flatMap(([k, v]) => ["--var", `${k}:${v}`])];
+  // No look-up of the `Request.cf` placeholder online: nothing goes beyond 127.0.0.1.
+  const env = { ...process.env, WRANGLER_SEND_METRICS: "false", CLOUDFLARE_CF_FETCH_ENABLED: "false", CI: "1" };
+  const child = spawn(path.join(relayDir, "node_modules/.bin/wrangler"), args.map(String), { cwd: relayDir, env, detached: true });
   // wrangler starts workerd; the whole group goes when the tests end, however they end.
   const killGroup = () => {
     try {
@@ -43,17 +36,15 @@ export async function startRelay({ upstream, cap }) {
   let log = "";
   child.stdout.on("data", (d) => (log += d));
   child.stderr.on("data", (d) => (log += d));
-  const url = `http://127.0.0.1:${port}`;
-  const deadline = Date.now() + 60_000;
-  while (!log.includes("Ready on")) {
+  for (const deadline = Date.now() + 60_000; !log.includes("Ready on"); ) {
     if (child.exitCode !== null || Date.now() > deadline) {
-      child.kill();
+      killGroup();
       throw new Error(`wrangler dev did not start:\n${log}`);
     }
     await new Promise((resolve) => setTimeout(resolve, 100));
   }
   return {
-    url,
+    url: `http://127.0.0.1:${port}`,
     log: () => log,
     async stop() {
       killGroup();
@@ -67,10 +58,10 @@ export function headers(device = crypto.randomUUID().toUpperCase(), app = secret
   return { "content-type": "application/json", "x-murmora-app": app, "x-murmora-device": device };
 }
 
-export function chatBody(text, messages = [{ role: "user", content: [{ type: "text", text }] }]) {
+export function chatBody(text) {
   return {
     system: [{ type: "text", text: "You are a coach.", cache_control: { type: "ephemeral" } }],
-    messages,
+    messages: [{ role: "user", content: [{ type: "text", text }] }],
     tools: [{ name: "count", description: "Counts messages.", input_schema: { type: "object" } }],
     max_tokens: 16000,
     thinking: { type: "adaptive" },
