@@ -9,14 +9,14 @@ import { after, before, test } from "node:test";
 import { startFakeUpstream } from "./fake-upstream.mjs";
 import { relayDir, secret, startRelay } from "./relay.mjs";
 
-// scripts/murmora names the build it made; by hand, the first build folder that has both programs.
+// scripts/murmora names the build it made; by hand, the first build folder that has murmora-cli.
 const root = path.resolve(relayDir, "..");
 const build = process.env.MURMORA_BUILD
   ? path.resolve(root, process.env.MURMORA_BUILD)
   : ["build/asan", "build/dev"].map((b) => path.join(root, b)).find((b) => existsSync(path.join(b, "Sources/murmora-cli/murmora-cli")));
 const cli = build && path.join(build, "Sources/murmora-cli/murmora-cli");
 const demoHome = build && path.join(build, "tools/demo-home/demo-home");
-const skip = process.env.MURMORA_BUILD ? false : build ? false : "no murmora-cli built (build/asan or build/dev)";
+const skip = build ? false : "no murmora-cli built (build/asan or build/dev)";
 
 const cap = 5;
 const capMessage = "You've hit today's free-tier limit — it resets tomorrow.";
@@ -42,6 +42,7 @@ function run(program, args, options = {}) {
     let stdout = "", stderr = "";
     child.stdout.on("data", (d) => (stdout += d));
     child.stderr.on("data", (d) => (stderr += d));
+    child.on("error", (error) => resolve({ status: null, stdout, stderr: String(error) }));
     child.on("close", (status) => resolve({ status, stdout, stderr }));
   });
 }

@@ -46,7 +46,7 @@ function turnEvents(body) {
     ...pieces.map((piece) => ({ type: "content_block_delta", index, delta: { type: "text_delta", text: piece } })),
     { type: "content_block_stop", index },
   ];
-  const body_ = afterTool
+  const blocks = afterTool
     ? text(1, ["You text most ", "after ten at night", " — keep it up."])
     : [
         ...text(1, ["Let me count."]),
@@ -62,7 +62,7 @@ function turnEvents(body) {
     { type: "message_start", message: { id: "msg_01", type: "message", role: "assistant", content: [], model: body.model } },
     { type: "ping" },
     ...thinking,
-    ...body_,
+    ...blocks,
     { type: "message_delta", delta: { stop_reason: afterTool ? "end_turn" : "tool_use" }, usage: { output_tokens: 42 } },
     { type: "message_stop" },
   ];
