@@ -19,7 +19,7 @@ const [devices, seconds, cap, pause] = [500, 30, 20, 1000].map((d, i) => Number(
 const agent = new http.Agent({ keepAlive: true, maxSockets: devices });
 
 // One POST; resolves with the status, the time to the first body byte and to the end, in ms.
-function call(url, head, body) {
+function call(url, head, body, retry = false) {
   return new Promise((resolve) => {
     const started = process.hrtime.bigint();
     const ms = () => Number(process.hrtime.bigint() - started) / 1e6;
@@ -29,10 +29,20 @@ function call(url, head, body) {
       response.on("end", () => resolve({ status: response.statusCode, first, total: ms() }));
       response.on("error", (error) => resolve({ status: error.code ?? "error" }));
     });
-    request.on("error", (error) => resolve({ status: error.code ?? "error" }));
+    request.on("error", (error) => {
+      // A kept-alive connection that the server closed just as it was reused: the call never reached it,
+      // and is sent again once on a new connection, as HTTP clients do.
+      if (request.reusedSocket && error.code === "ECONNRESET" && !retry) {
+        resets += 1;
+        resolve(call(url, head, body, true));
+      } else {
+        resolve({ status: error.code ?? "error" });
+      }
+    });
     request.end(body);
   });
 }
+let resets = 0;
 
 const sleep = (ms) => new Promise((resolve) => setTimeout(resolve, ms));
 
@@ -130,6 +140,7 @@ try {
     capped: all.filter((r) => r.status === 429).length,
     lost,
     ...(lost ? { lostAs } : {}),
+    resentAfterReset: resets,
     upstreamCalls,
     devicesOverCap: answered.filter((n) => n > cap).length,
     devicesUnderCap: answered.filter((n) => n < cap).length,
