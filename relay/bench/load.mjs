@@ -69,7 +69,7 @@ async function run(url, durationMs, headersOf) {
   );
 }
 
-const fake = fork(new URL("../test/fake-upstream.mjs", import.meta.url).pathname, [], { cwd: relayDir });
+const fake = fork(new URL("upstream.mjs", import.meta.url).pathname, [], { cwd: relayDir });
 const upstream = await new Promise((resolve) => fake.once("message", (m) => resolve(m.url)));
 const upstreamCount = () =>
   new Promise((resolve) => {

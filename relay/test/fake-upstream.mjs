@@ -131,12 +131,3 @@ export async function startFakeUpstream() {
 export function expectedStream(body) {
   return turnEvents(body).map(sse).join("");
 }
-
-// Run as a program (the load test does), it serves until killed and answers "count" with the requests seen.
-if (process.argv[1] === new URL(import.meta.url).pathname) {
-  const fake = await startFakeUpstream();
-  process.on("message", (message) => message === "count" && process.send({ count: fake.requests.length }));
-  process.send({ url: fake.url });
-  // Nothing of the bodies is needed there; keeping them all would only grow.
-  setInterval(() => fake.requests.fill(null), 1000).unref();
-}
