@@ -1,4 +1,5 @@
 #include "Format/Format.h"
+#include "Output/LaughRows.h"
 #include "Output/WrappedHTML.h"
 
 #include <algorithm>
@@ -228,33 +229,12 @@ std::string lastText(int minuteOfDay, const WrappedStats& stats) {
 }
 
 std::string laughAudit(const LaughterProfile& laughter) {
-    struct Laugh {
-        std::string_view label;
-        int count;
-    };
-    const std::array<Laugh, 4> all{{{"haha", laughter.hahaCount},
-                                    {"HAHAHA", laughter.capsHahaCount},
-                                    {"lol", laughter.lolCount},
-                                    {"\U0001F602", laughter.laughEmojiCount}}};
-    std::vector<Laugh> laughs;
-    int total = 0;
-    for (const Laugh& laugh : all) {
-        total += laugh.count;
-        if (laugh.count > 0) {
-            laughs.push_back(laugh);
-        }
-    }
-    std::stable_sort(laughs.begin(), laughs.end(),
-                     [](const Laugh& a, const Laugh& b) { return a.count > b.count; });
-    // The section exists only with some laugh, so `laughs` is not empty and `top` is at least 1.
-    const int top = laughs.front().count;
     std::vector<std::string> rows;
-    for (const Laugh& laugh : laughs) {
+    for (const LaughRow& laugh : laughRows(laughter)) {
         rows.push_back("<li><span class=\"laugh-label\">" + escape(laugh.label) +
                        "</span>\n<span class=\"laugh-bar\"><span style=\"width:" +
-                       std::to_string(percentOf(laugh.count, top)) +
-                       "%\"></span></span>\n<span class=\"laugh-pct\">" +
-                       std::to_string(percentOf(laugh.count, total)) + "%</span></li>");
+                       std::to_string(laugh.percentOfTop) + "%\"></span></span>\n<span class=\"laugh-pct\">" +
+                       std::to_string(laugh.percentOfAll) + "%</span></li>");
     }
     return "<section class=\"slide\">\n  <p class=\"eyebrow\">official laugh audit</p>\n  <h2>this is "
            "how<br>you "

@@ -30,6 +30,10 @@ const char* const screensUsage =
     "                     draw every screen and state of the window for the data of $HOME\n"
     "                     into PNG files in DIR (offscreen; default scale 2, size 1280x820)\n";
 
+const char* const cardsUsage =
+    "  cards --out DIR    draw every share card for the data of $HOME into PNG files in DIR at\n"
+    "                     their pixel sizes, with cards.json listing them (offscreen)\n";
+
 const char* nameOf(Command command) {
     switch (command) {
     case Command::learn:
@@ -40,6 +44,8 @@ const char* nameOf(Command command) {
         return "coach";
     case Command::screens:
         return "screens";
+    case Command::cards:
+        return "cards";
     case Command::help:
         break;
     }
@@ -107,11 +113,11 @@ std::optional<UsageError> screensOption(const std::vector<std::string>& argument
     const bool hasValue = i + 1 < arguments.size();
     if (isHelp(argument)) {
         invocation.help = true;
-    } else if (argument == "--dark") {
+    } else if (argument == "--dark" && invocation.command == Command::screens) {
         invocation.dark = true;
     } else if (argument == "--out" && hasValue && !arguments[i + 1].empty()) {
         invocation.outFolder = arguments[++i];
-    } else if (argument == "--scale" && hasValue) {
+    } else if (argument == "--scale" && hasValue && invocation.command == Command::screens) {
         const std::string& text = arguments[++i];
         double scale = 0;
         const auto [stop, error] = std::from_chars(text.data(), text.data() + text.size(), scale);
@@ -119,7 +125,7 @@ std::optional<UsageError> screensOption(const std::vector<std::string>& argument
             return misuse(Command::screens, "expected --scale S with S from 0.5 to 4");
         }
         invocation.scale = scale;
-    } else if (argument == "--size" && hasValue) {
+    } else if (argument == "--size" && hasValue && invocation.command == Command::screens) {
         const std::string& text = arguments[++i];
         const std::size_t x = text.find('x');
         const std::optional<int> width =
@@ -133,7 +139,7 @@ std::optional<UsageError> screensOption(const std::vector<std::string>& argument
         invocation.width = *width;
         invocation.height = *height;
     } else {
-        return misuse(Command::screens, "unexpected argument " + argument);
+        return misuse(invocation.command, "unexpected argument " + argument);
     }
     return std::nullopt;
 }
@@ -154,6 +160,8 @@ std::variant<Invocation, UsageError> parseArguments(const std::vector<std::strin
         invocation.command = Command::coach;
     } else if (command == "screens") {
         invocation.command = Command::screens;
+    } else if (command == "cards") {
+        invocation.command = Command::cards;
     } else if (command == "help" || isHelp(command)) {
         invocation.help = true;
         return invocation;
@@ -169,7 +177,7 @@ std::variant<Invocation, UsageError> parseArguments(const std::vector<std::strin
             optionsEnded = true;
             continue;
         }
-        if (invocation.command == Command::screens) {
+        if (invocation.command == Command::screens || invocation.command == Command::cards) {
             if (auto error = screensOption(arguments, i, invocation)) {
                 return *error;
             }
@@ -232,8 +240,9 @@ std::variant<Invocation, UsageError> parseArguments(const std::vector<std::strin
         break;
     }
     case Command::screens:
+    case Command::cards:
         if (invocation.outFolder.empty()) {
-            return misuse(Command::screens, "expected --out DIR");
+            return misuse(invocation.command, "expected --out DIR");
         }
         break;
     case Command::help:
@@ -254,6 +263,9 @@ std::string usage(std::optional<Command> command) {
     }
     if (command == Command::screens) {
         return std::string("usage: murmora-cli ") + (screensUsage + 2);
+    }
+    if (command == Command::cards) {
+        return std::string("usage: murmora-cli ") + (cardsUsage + 2);
     }
     return std::string("usage: murmora-cli <command>\n\ncommands:\n") + learnUsage + toolUsage + coachUsage +
            screensUsage + "  help               print this text\n";

@@ -7,7 +7,7 @@
 
 namespace murmora::cli {
 
-enum class Command { learn, tool, coach, screens, help };
+enum class Command { learn, tool, coach, screens, cards, help };
 
 // One command line, checked: what runs is known to be well formed.
 struct Invocation {
@@ -19,7 +19,7 @@ struct Invocation {
     std::string toolName;         // never empty for `tool`
     std::string toolInput = "{}"; // a JSON object
     std::string text;             // the coach's message, trimmed, never empty for `coach`
-    std::string outFolder;        // never empty for `screens`
+    std::string outFolder;        // never empty for `screens` and `cards`
     double scale = 2;             // device pixels per point of the pictures
     int width = 1280;             // the window, in points
     int height = 820;

@@ -9,6 +9,7 @@
 #include "MessageSources/SQLiteError.h"
 #include "State/AppState.h"
 #include "Window/Appearance.h"
+#include "Window/CardGallery.h"
 #include "Window/ScreenGallery.h"
 
 #include <QCoreApplication>
@@ -324,7 +325,8 @@ int coachCommand(const cli::Invocation& invocation, std::ostream& out, std::ostr
     return 0;
 }
 
-// Pictures of every screen, drawn by the window's own QML over the state the window would have.
+// Pictures of every screen or every share card, drawn by the window's own QML over the state the window would
+// have.
 int screensCommand(const cli::Invocation& invocation, std::ostream& out, std::ostream& err) {
     if (qobject_cast<QGuiApplication*>(QCoreApplication::instance()) == nullptr) {
         err << "screens: needs a graphical application (run it from murmora-cli)" << std::endl;
@@ -333,6 +335,9 @@ int screensCommand(const cli::Invocation& invocation, std::ostream& out, std::os
     AppState state(nullptr);
     if (const int failure = startLikeTheWindow(state, invocation, err)) {
         return failure;
+    }
+    if (invocation.command == cli::Command::cards) {
+        return renderCardGallery(state, QString::fromStdString(invocation.outFolder), out, err);
     }
     ScreenGalleryOptions options;
     options.outFolder = QString::fromStdString(invocation.outFolder);
@@ -343,8 +348,9 @@ int screensCommand(const cli::Invocation& invocation, std::ostream& out, std::os
 } // namespace
 
 int runCommandLineApplication(int argc, char* argv[]) {
-    const bool drawsScreens = argc > 1 && std::string_view(argv[1]) == "screens";
-    if (!drawsScreens) {
+    const bool draws =
+        argc > 1 && (std::string_view(argv[1]) == "screens" || std::string_view(argv[1]) == "cards");
+    if (!draws) {
         QCoreApplication app(argc, argv);
         QCoreApplication::setApplicationName(QStringLiteral("Murmora"));
         QCoreApplication::setOrganizationName(QStringLiteral("Murmora"));
@@ -355,7 +361,10 @@ int runCommandLineApplication(int argc, char* argv[]) {
         cli::parseArguments(std::vector<std::string>(argv + 1, argv + argc));
     const auto* invocation = std::get_if<cli::Invocation>(&parsed);
     qputenv("QT_QPA_PLATFORM", "offscreen");
-    qputenv("QT_SCALE_FACTOR", QByteArray::number(invocation ? invocation->scale : 2.0));
+    // Cards are drawn at their own scale; screens at the one asked for.
+    if (invocation && invocation->command == cli::Command::screens) {
+        qputenv("QT_SCALE_FACTOR", QByteArray::number(invocation->scale));
+    }
     QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
     prepareStyle();
     QGuiApplication app(argc, argv);
@@ -392,6 +401,7 @@ int runCommandLine(const QStringList& arguments, std::ostream& out, std::ostream
     case cli::Command::coach:
         return coachCommand(invocation, out, err);
     case cli::Command::screens:
+    case cli::Command::cards:
         return screensCommand(invocation, out, err);
     case cli::Command::help:
         break;

@@ -2,6 +2,9 @@
 
 #include "Format/Format.h"
 #include "Foundation/Unicode.h"
+#include "Models/LaughRowValue.h"
+#include "Models/LaughterValue.h"
+#include "Output/WrappedHTML.h"
 
 #include <QLocale>
 
@@ -103,6 +106,23 @@ QString Fmt::monogram(const QString& name) {
         }
     });
     return first.empty() ? QStringLiteral("#") : text(first).toUpper();
+}
+
+QString Fmt::nightLine(int minuteOfDay) {
+    return text(dovrel::WrappedHTML::nightLine(minuteOfDay));
+}
+
+QVariantList Fmt::laughRows(const LaughterValue& laughter) {
+    dovrel::LaughterProfile profile;
+    profile.hahaCount = laughter.hahaCount;
+    profile.capsHahaCount = laughter.capsHahaCount;
+    profile.lolCount = laughter.lolCount;
+    profile.laughEmojiCount = laughter.laughEmojiCount;
+    QVariantList rows;
+    for (const dovrel::LaughRow& row : dovrel::laughRows(profile)) {
+        rows.append(QVariant::fromValue(LaughRowValue(row)));
+    }
+    return rows;
 }
 
 } // namespace murmora

@@ -3,10 +3,13 @@
 #include <QDateTime>
 #include <QObject>
 #include <QString>
+#include <QVariantList>
 #include <QtQml/qqmlregistration.h>
 #include <string>
 
 namespace murmora {
+
+class LaughterValue;
 
 // The shared formatters for QML: counts, reply speeds, clock times, ages and dates read on every screen
 // exactly as on the recap page and in the coach's tools. A value with no printable form gives a dash.
@@ -41,6 +44,10 @@ public:
     // The letter a monogram shows: the first user-perceived character of the trimmed text, upper-cased;
     // "#" when nothing is left.
     Q_INVOKABLE static QString monogram(const QString& text);
+    // The verdict on a median last-text minute of the day.
+    Q_INVOKABLE static QString nightLine(int minuteOfDay);
+    // The laugh audit's rows (LaughRowValue), most used first.
+    Q_INVOKABLE static QVariantList laughRows(const murmora::LaughterValue& laughter);
 };
 
 } // namespace murmora

@@ -1,5 +1,6 @@
 #include "Platform/Desktop.h"
 
+#include "Platform/BuildSettings.h"
 #include "State/AppState.h"
 #include "State/Generator.h"
 
@@ -30,6 +31,16 @@ bool Desktop::isMac() {
 
 QString Desktop::deviceWord() {
     return isMac() ? QStringLiteral("Mac") : QStringLiteral("computer");
+}
+
+QString Desktop::siteAddress() {
+    QString address = BuildSettings::siteURL();
+    for (const QString& scheme : {QStringLiteral("https://"), QStringLiteral("http://")}) {
+        if (address.startsWith(scheme, Qt::CaseInsensitive)) {
+            address.remove(0, scheme.size());
+        }
+    }
+    return address.endsWith(QLatin1Char('/')) ? address.chopped(1) : address;
 }
 
 bool Desktop::openUrl(const QString& text) {

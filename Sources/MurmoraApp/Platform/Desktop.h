@@ -19,6 +19,8 @@ class Desktop : public QObject {
     Q_PROPERTY(bool isMac READ isMac CONSTANT)
     // "Mac" on macOS, "computer" elsewhere: where the data stays.
     Q_PROPERTY(QString deviceWord READ deviceWord CONSTANT)
+    // The product's web address as shown on cards ("murmora.app"): the build setting without its scheme.
+    Q_PROPERTY(QString siteAddress READ siteAddress CONSTANT)
 
 public:
     explicit Desktop(QObject* parent = nullptr)
@@ -26,6 +28,7 @@ public:
 
     static bool isMac();
     static QString deviceWord();
+    static QString siteAddress();
 
     // Opens `url` when it parses as an absolute URL; returns whether it was handed to the system.
     Q_INVOKABLE bool openUrl(const QString& url);

@@ -44,7 +44,10 @@ void prepareStyle() {
 
 void applyAppearance(QGuiApplication& app, Appearance appearance) {
 #ifndef Q_OS_MACOS
-    QFont font(QStringLiteral("Inter"));
+    // Emoji come from Noto Color Emoji before any other fallback: DejaVu Sans, on most Linux systems, draws
+    // some emoji in black and white.
+    QFont font;
+    font.setFamilies({QStringLiteral("Inter"), QStringLiteral("Noto Color Emoji")});
     font.setPixelSize(13);
     font.setHintingPreference(QFont::PreferNoHinting);
     QGuiApplication::setFont(font);
