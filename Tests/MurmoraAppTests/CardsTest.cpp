@@ -6,8 +6,12 @@
 #include "Window/CardRenderer.h"
 #endif
 
+#include "Models/GroupStatsValue.h"
 #include "Models/WrappedStatsValue.h"
+#include "Platform/ShareCompose.h"
 
+#include <QClipboard>
+#include <QGuiApplication>
 #include <QQmlComponent>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -106,7 +110,72 @@ private slots:
         QVERIFY(renderer.render(QStringLiteral("NoSuchCard {}"), {}, 3).isNull());
     }
 
+    // Two tiles share one row; a lone tile keeps half of it.
+    void duoTileRows() {
+        auto* two =
+            make("DuoCardCanvas { tiles: [{value: \"1\", caption: \"a\"}, {value: \"2\", caption: \"b\"}] }");
+        const QList<QQuickItem*> tiles = named(two, "duoTile");
+        QCOMPARE(tiles.size(), 2);
+        QCOMPARE(tiles[0]->y(), tiles[1]->y());
+        auto* one = make("DuoCardCanvas { tiles: [{value: \"1\", caption: \"a\"}] }");
+        QCOMPARE(named(one, "duoTile").first()->width(), tiles[0]->width());
+    }
+
+    void groupCardShowsFiveBars() {
+        dovrel::GroupStats stats;
+        for (int i = 0; i < 8; ++i) {
+            stats.members.push_back(
+                {i == 6 ? std::string(dovrel::GroupThread::meKey) : "m" + std::to_string(i), 10, 0.1, 0, 0,
+                 0});
+        }
+        QQmlComponent component(&engine_);
+        component.setData("import Murmora\nGroupCardCanvas { name: \"Eight\" }", QUrl());
+        std::unique_ptr<QObject> card(component.createWithInitialProperties(
+            {{QStringLiteral("stats"), QVariant::fromValue(murmora::GroupStatsValue(
+                                           stats, [](const std::string& key) { return key; }))}}));
+        QCOMPARE(named(qobject_cast<QQuickItem*>(card.get()), "memberBar").size(), 5);
+    }
+
+    // Without a compose service the card goes to the clipboard as a picture, with no text and no recipient.
+    void clipboardFallBack() {
+        QGuiApplication::clipboard()->clear();
+        QQmlComponent component(&engine_);
+        component.setData(
+            "import QtQuick\nimport Murmora\nQtObject { property int outcome: ShareCompose.sendCard("
+            "\"StatShareCard {}\", {value: \"7\"}, [\"+15550001111\"], true) }",
+            QUrl());
+        std::unique_ptr<QObject> send(component.create());
+        QVERIFY(send != nullptr);
+        QCOMPARE(send->property("outcome").toInt(), static_cast<int>(murmora::ShareCompose::Outcome::Copied));
+        QCOMPARE(QGuiApplication::clipboard()->image().size(), QSize(1080, 1350));
+        QVERIFY(QGuiApplication::clipboard()->text().isEmpty());
+    }
+
+    void flashLastsTwoSecondsFromTheLatest() {
+        auto* note = make("FlashNote {}");
+        QMetaObject::invokeMethod(note, "flash", Q_ARG(QVariant, QStringLiteral("first")));
+        QTest::qWait(1500);
+        QMetaObject::invokeMethod(note, "flash", Q_ARG(QVariant, QStringLiteral("second")));
+        QTest::qWait(1000);
+        QCOMPARE(note->property("text").toString(), QStringLiteral("second"));
+        QTRY_COMPARE_WITH_TIMEOUT(note->property("text").toString(), QString(), 1500);
+    }
+
 private:
+    QQuickItem* make(const char* source) {
+        QQmlComponent component(&engine_);
+        component.setData(QByteArray("import Murmora\n") + source, QUrl());
+        auto* item = qobject_cast<QQuickItem*>(component.create());
+        if (item == nullptr) {
+            qWarning() << component.errors();
+            return nullptr;
+        }
+        item->setParent(&window_);
+        item->setParentItem(window_.contentItem());
+        QTest::qWait(30);
+        return item;
+    }
+
     QQuickItem* canvas(const char* template_, const WrappedStats& stats, const QString& title = {}) {
         QQmlComponent component(&engine_);
         component.setData("import Murmora\nCardCanvas {}", QUrl());

@@ -210,6 +210,10 @@ std::string monthYear(Date date, const Calendar& calendar, std::string_view loca
     return calendar.format(date, patternFor("yMMM", locale), locale);
 }
 
+std::string wideMonthYear(Date date, const Calendar& calendar, std::string_view locale) {
+    return calendar.format(date, patternFor("yMMMM", locale), locale);
+}
+
 std::string dayHeading(Date date, const Calendar& calendar, std::string_view locale) {
     return calendar.format(date, patternFor("yMMMEd", locale), locale);
 }

@@ -54,6 +54,8 @@ std::string joined(const std::vector<std::string>& parts, std::string_view separ
 // the order and words of `locale`.
 std::string monthDay(Date date, const Calendar& calendar, std::string_view locale);
 std::string monthYear(Date date, const Calendar& calendar, std::string_view locale);
+// The full month and year ("March 2024").
+std::string wideMonthYear(Date date, const Calendar& calendar, std::string_view locale);
 // The heading of a day in a conversation: abbreviated weekday, month, day and year ("Tue, Mar 5, 2024").
 std::string dayHeading(Date date, const Calendar& calendar, std::string_view locale);
 

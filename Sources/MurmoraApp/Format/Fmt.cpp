@@ -91,6 +91,12 @@ QString Fmt::monthYear(const QDateTime& date) {
                 : text(std::string(dovrel::Format::dash));
 }
 
+QString Fmt::wideMonthYear(const QDateTime& date) {
+    const std::optional<dovrel::Date> when = dateOf(date);
+    return when ? text(dovrel::Format::wideMonthYear(*when, dovrel::Calendar::current(), userLocale()))
+                : text(std::string(dovrel::Format::dash));
+}
+
 QString Fmt::dayHeading(const QDateTime& date) {
     const std::optional<dovrel::Date> when = dateOf(date);
     return when ? text(dovrel::Format::dayHeading(*when, dovrel::Calendar::current(), userLocale()))

@@ -41,6 +41,7 @@ public:
     Q_INVOKABLE static QString monthDay(const QDateTime& date);
     Q_INVOKABLE static QString monthYear(const QDateTime& date);
     Q_INVOKABLE static QString dayHeading(const QDateTime& date);
+    Q_INVOKABLE static QString wideMonthYear(const QDateTime& date);
     // The letter a monogram shows: the first user-perceived character of the trimmed text, upper-cased;
     // "#" when nothing is left.
     Q_INVOKABLE static QString monogram(const QString& text);

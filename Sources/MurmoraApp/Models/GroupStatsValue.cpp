@@ -1,5 +1,6 @@
 #include "Models/GroupStatsValue.h"
 
+#include "Models/CardFactValues.h"
 #include "Models/ValueConversions.h"
 
 namespace murmora {
@@ -23,7 +24,7 @@ QString roleName(dovrel::GroupStats::Role role) {
 
 } // namespace
 
-GroupStatsValue::GroupStatsValue(const dovrel::GroupStats& stats)
+GroupStatsValue::GroupStatsValue(const dovrel::GroupStats& stats, const NameResolver& resolve)
     : valid(true)
     , total(stats.total)
     , memberCount(static_cast<int>(stats.members.size()))
@@ -32,6 +33,18 @@ GroupStatsValue::GroupStatsValue(const dovrel::GroupStats& stats)
     , roleTitle(qml::text(dovrel::GroupStats::roleTitle(stats.role)))
     , roleLine(qml::text(stats.roleLine))
     , hourly(qml::ints(stats.hourly))
-    , lastMessage(qml::optional(stats.lastMessage)) {}
+    , lastMessage(qml::optional(stats.lastMessage)) {
+    const auto memberName = [&resolve](const std::string& key) {
+        return key == dovrel::GroupThread::meKey ? std::string("You") : resolve(key);
+    };
+    for (const dovrel::ShareCardFacts::Superlative& superlative :
+         dovrel::ShareCardFacts::superlatives(stats, memberName)) {
+        superlatives.append(QVariant::fromValue(SuperlativeValue(superlative)));
+    }
+    for (const dovrel::GroupStats::Member& member : stats.members) {
+        members.append(QVariant::fromValue(
+            MemberShareValue{qml::text(memberName(member.key)), member.share, member.isMe()}));
+    }
+}
 
 } // namespace murmora

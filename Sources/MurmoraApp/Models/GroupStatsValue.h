@@ -8,7 +8,10 @@
 #include <QObject>
 #include <QString>
 #include <QVariant>
+#include <QVariantList>
 #include <QtQml/qqmlregistration.h>
+#include <functional>
+#include <string>
 
 namespace murmora {
 
@@ -29,10 +32,17 @@ class GroupStatsValue {
     Q_PROPERTY(QString roleLine MEMBER roleLine CONSTANT)
     Q_PROPERTY(QList<int> hourly MEMBER hourly CONSTANT)
     Q_PROPERTY(QVariant lastMessage MEMBER lastMessage CONSTANT)
+    // SuperlativeValue: who talks the most, gets the laughs, revives the chat.
+    Q_PROPERTY(QVariantList superlatives MEMBER superlatives CONSTANT)
+    // MemberShareValue of every member, most messages first.
+    Q_PROPERTY(QVariantList members MEMBER members CONSTANT)
 
 public:
+    // A member's name: "You" for the user, else what `resolve` gives for the handle.
+    using NameResolver = std::function<std::string(const std::string& handle)>;
+
     GroupStatsValue() = default;
-    explicit GroupStatsValue(const dovrel::GroupStats& stats);
+    GroupStatsValue(const dovrel::GroupStats& stats, const NameResolver& resolve);
 
     bool valid = false;
     int total = 0;
@@ -43,6 +53,8 @@ public:
     QString roleLine;
     QList<int> hourly;
     QVariant lastMessage;
+    QVariantList superlatives;
+    QVariantList members;
 };
 
 } // namespace murmora

@@ -102,7 +102,9 @@ GroupStatsValue Insights::groupStats(const QString& guid) {
     for (const dovrel::GroupThread& group : *groups_) {
         if (group.guid == key) {
             const dovrel::GroupStats* stats = this->stats(group);
-            return stats ? GroupStatsValue(*stats) : GroupStatsValue();
+            return stats ? GroupStatsValue(*stats,
+                                           [this](const std::string& handle) { return state_.name(handle); })
+                         : GroupStatsValue();
         }
     }
     return {};

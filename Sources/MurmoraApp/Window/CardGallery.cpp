@@ -1,16 +1,21 @@
 #include "Window/CardGallery.h"
 
+#include "Controllers/PersonCardFacts.h"
+#include "Models/GroupStatsValue.h"
+#include "Models/PersonInsightsValue.h"
 #include "Output/StatCards.h"
 #include "State/AppState.h"
 #include "Window/Appearance.h"
 #include "Window/CardRenderer.h"
 
 #include <QDir>
+#include <QEventLoop>
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QQmlEngine>
+#include <QTimer>
 #include <ostream>
 
 namespace murmora {
@@ -94,6 +99,75 @@ int renderCardGallery(AppState& state, const QString& outFolder, std::ostream& o
     for (std::size_t i = 0; i < spotlights.size(); ++i) {
         draw(QStringLiteral("stat-spotlight-%1.png").arg(i + 1), QStringLiteral("stat"), statCard,
              statCardProperties(spotlights[i].card), QString::fromStdString(spotlights[i].handleID));
+    }
+
+    // The person cards of the top five, with the words and double texts their threads give.
+    constexpr qreal personScale = 2;
+    const auto drawAt = [&](qreal scale, const QString& file, const QString& kind, const QString& source,
+                            const QVariantMap& properties, const QString& who) {
+        const QImage image = renderer.render(source, properties, scale);
+        if (image.isNull() || !image.save(folder.filePath(file))) {
+            err << "cards: could not draw " << file.toStdString() << std::endl;
+            written = false;
+            return;
+        }
+        out << folder.filePath(file).toStdString() << std::endl;
+        listed.append(QJsonObject{
+            {QStringLiteral("file"), file},
+            {QStringLiteral("kind"), kind},
+            {kind == QStringLiteral("group") ? QStringLiteral("group") : QStringLiteral("person"), who},
+            {QStringLiteral("width"), image.width()},
+            {QStringLiteral("height"), image.height()}});
+    };
+    const std::vector<dovrel::PersonInsights>& people = state.people();
+    for (std::size_t i = 0; i < people.size() && i < 5; ++i) {
+        const QString handle = QString::fromStdString(people[i].handleID);
+        PersonCardFacts facts;
+        QEventLoop loop;
+        QObject::connect(&facts, &PersonCardFacts::factsChanged, &loop, [&] {
+            if (!facts.topics().isEmpty() || facts.doubleTexts() > 0) {
+                loop.quit();
+            }
+        });
+        QTimer::singleShot(5000, &loop, &QEventLoop::quit);
+        facts.setHandleID(handle);
+        loop.exec();
+        drawAt(personScale, QStringLiteral("duo-%1.png").arg(i + 1), QStringLiteral("duo"),
+               QStringLiteral("DuoCardCanvas {}"),
+               {{QStringLiteral("name"), state.name(handle)},
+                {QStringLiteral("person"), QVariant::fromValue(PersonInsightsValue(people[i]))},
+                {QStringLiteral("topics"), facts.topics()},
+                {QStringLiteral("doubleTexts"), facts.doubleTexts()}},
+               handle);
+    }
+
+    // A card for each group chat, once the groups are read.
+    Insights& insights = *state.insights();
+    {
+        QEventLoop loop;
+        QObject::connect(&insights, &Insights::groupStatusChanged, &loop, [&] {
+            if (!insights.groupsLoading()) {
+                loop.quit();
+            }
+        });
+        insights.loadGroups();
+        if (insights.groupsLoading()) {
+            loop.exec();
+        }
+    }
+    GroupsModel& groups = *insights.groupsModel();
+    for (int row = 0; row < groups.rowCount(); ++row) {
+        const QModelIndex index = groups.index(row);
+        const QString guid = index.data(GroupsModel::GuidRole).toString();
+        const GroupStatsValue groupStats = insights.groupStats(guid);
+        if (!groupStats.valid) {
+            continue;
+        }
+        drawAt(personScale, QStringLiteral("group-%1.png").arg(row + 1), QStringLiteral("group"),
+               QStringLiteral("GroupCardCanvas {}"),
+               {{QStringLiteral("name"), index.data(GroupsModel::TitleRole).toString()},
+                {QStringLiteral("stats"), QVariant::fromValue(groupStats)}},
+               guid);
     }
 
     QFile index(folder.filePath(QStringLiteral("cards.json")));

@@ -1,3 +1,4 @@
+#include "Output/ShareCardFacts.h"
 #include "Output/StatCards.h"
 
 #include <gtest/gtest.h>
@@ -57,4 +58,42 @@ TEST(StatCards, StyleExtraOnlyWithItsParts) {
     stats.myInitiationRate = 0.429;
     stats.myMedianLength = 31;
     EXPECT_EQ(StatCards::style(stats).extra, "I start 42% of conversations \u00B7 median 31 characters");
+}
+
+TEST(ShareCardFacts, DuoTilesKeepTheFirstFour) {
+    ContactReport report;
+    const auto captions = [&](int doubleTexts) {
+        std::vector<std::string> found;
+        for (const auto& tile : ShareCardFacts::duoTiles(report, "Sam", doubleTexts)) {
+            found.push_back(tile.caption);
+        }
+        return found;
+    };
+    report.myLaughter.lolCount = 2;
+    report.theirMedianReplySeconds = 60;
+    EXPECT_EQ(captions(0), (std::vector<std::string>{"Sam replies in", "laughs on record"}));
+    report.myMedianReplySeconds = 30;
+    report.myInitiationRate = 0.5;
+    EXPECT_EQ(captions(3),
+              (std::vector<std::string>{"I reply in", "Sam replies in", "of conversations, I start",
+                                        "I double-texted. Sorry."}));
+    EXPECT_EQ(ShareCardFacts::duoTiles(report, "Sam", 3)[3].value, "3\u00D7");
+}
+
+TEST(ShareCardFacts, Superlatives) {
+    GroupStats stats;
+    stats.members = {{"a", 60, 0.6, 0, 0.0, 2}, {std::string(GroupThread::meKey), 40, 0.4, 0, 0.0, 5}};
+    const auto name = [](const std::string& key) {
+        return key == GroupThread::meKey ? std::string("You") : key;
+    };
+    auto rows = ShareCardFacts::superlatives(stats, name);
+    ASSERT_EQ(rows.size(), 2u); // nobody laughs
+    EXPECT_EQ(rows[0].detail, "60% of messages");
+    EXPECT_EQ(rows[1].who, "You");
+    EXPECT_TRUE(rows[1].isMe);
+    stats.members[0].laughRate = 150;
+    rows = ShareCardFacts::superlatives(stats, name);
+    ASSERT_EQ(rows.size(), 3u);
+    EXPECT_EQ(rows[1].detail, "one every 1 msgs");
+    EXPECT_EQ(ShareCardFacts::messagesPerLaugh(40), 3);
 }
