@@ -64,6 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
                 !isBlank(invocation.text.back()));
         break;
     case Command::learn:
+    case Command::mcp:
     case Command::help:
         break;
     }

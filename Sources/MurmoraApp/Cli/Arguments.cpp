@@ -24,6 +24,9 @@ const char* const coachUsage =
     "                     general one; tool status lines go to standard error, the answer\n"
     "                     to standard output (exit 3 when the relay's daily cap is used up).\n"
     "                     Put -- before a message that begins with a dash\n";
+const char* const mcpUsage =
+    "  mcp [--days N]     serve the coach's tools, read only, to a Model Context Protocol\n"
+    "                     client over standard input and output, until the input ends\n";
 
 const char* nameOf(Command command) {
     switch (command) {
@@ -33,6 +36,8 @@ const char* nameOf(Command command) {
         return "tool";
     case Command::coach:
         return "coach";
+    case Command::mcp:
+        return "mcp";
     case Command::help:
         break;
     }
@@ -73,7 +78,8 @@ std::optional<UsageError> sharedOption(const std::vector<std::string>& arguments
         }
         invocation.days = days;
         ++i;
-    } else if (argument == "--person" && invocation.command != Command::learn) {
+    } else if (argument == "--person" && invocation.command != Command::learn &&
+               invocation.command != Command::mcp) {
         if (i + 1 == arguments.size() || arguments[i + 1].empty()) {
             return misuse(invocation.command, "expected a name after --person");
         }
@@ -98,6 +104,8 @@ std::variant<Invocation, UsageError> parseArguments(const std::vector<std::strin
         invocation.command = Command::tool;
     } else if (command == "coach") {
         invocation.command = Command::coach;
+    } else if (command == "mcp") {
+        invocation.command = Command::mcp;
     } else if (command == "help" || isHelp(command)) {
         invocation.help = true;
         return invocation;
@@ -133,8 +141,9 @@ std::variant<Invocation, UsageError> parseArguments(const std::vector<std::strin
 
     switch (invocation.command) {
     case Command::learn:
+    case Command::mcp:
         if (!words.empty()) {
-            return misuse(Command::learn, "unexpected argument " + words.front());
+            return misuse(invocation.command, "unexpected argument " + words.front());
         }
         break;
     case Command::tool: {
@@ -185,7 +194,10 @@ std::string usage(std::optional<Command> command) {
     if (command == Command::coach) {
         return std::string("usage: murmora-cli ") + (coachUsage + 2);
     }
-    return std::string("usage: murmora-cli <command>\n\ncommands:\n") + learnUsage + toolUsage + coachUsage +
+    if (command == Command::mcp) {
+        return std::string("usage: murmora-cli ") + (mcpUsage + 2);
+    }
+    return std::string("usage: murmora-cli <command>\n\ncommands:\n") + learnUsage + toolUsage + coachUsage + mcpUsage +
            "  help               print this text\n";
 }
 
