@@ -134,6 +134,7 @@ private slots:
             {R"({"id":2,"method":"ping"})", 2, -32600},
             {R"({"jsonrpc":"2.0","id":3,"method":"frobnicate"})", 3, -32601},
             {R"({"jsonrpc":"2.0","method":"frobnicate"})", json(), 1},
+            {"", json(), 1},
             {R"({"jsonrpc":"2.0","id":4,"method":"tools/call","params":{"name":"count","arguments":{}}})", 4,
              -32602},
             {R"({"jsonrpc":"2.0","id":5,"method":"tools/call","params":{"name":"overview","arguments":[]}})",
@@ -165,7 +166,7 @@ private slots:
         auto nextUnnamed = unnamed.begin();
         for (const Row& row : rows) {
             if (row.code == 1) {
-                continue; // a notification: no answer at all
+                continue; // a notification or a blank line: no answer at all
             }
             ++expected;
             json reply;

@@ -128,7 +128,7 @@ void LineSplitter::feed(std::string_view bytes, const std::function<void(Line)>&
             return;
         }
         bytes.remove_prefix(end + 1);
-        each(*finish());
+        each(take());
     }
 }
 
@@ -136,6 +136,10 @@ std::optional<LineSplitter::Line> LineSplitter::finish() {
     if (pending_.empty() && !oversized_) {
         return std::nullopt;
     }
+    return take();
+}
+
+LineSplitter::Line LineSplitter::take() {
     Line line;
     line.oversized = oversized_;
     if (!oversized_) {

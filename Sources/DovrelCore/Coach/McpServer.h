@@ -47,6 +47,8 @@ public:
     std::optional<Line> finish();
 
 private:
+    Line take();
+
     std::size_t cap_;
     std::string pending_;
     bool oversized_ = false;
