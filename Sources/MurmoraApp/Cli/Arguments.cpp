@@ -197,8 +197,8 @@ std::string usage(std::optional<Command> command) {
     if (command == Command::mcp) {
         return std::string("usage: murmora-cli ") + (mcpUsage + 2);
     }
-    return std::string("usage: murmora-cli <command>\n\ncommands:\n") + learnUsage + toolUsage + coachUsage + mcpUsage +
-           "  help               print this text\n";
+    return std::string("usage: murmora-cli <command>\n\ncommands:\n") + learnUsage + toolUsage + coachUsage +
+           mcpUsage + "  help               print this text\n";
 }
 
 } // namespace murmora::cli
