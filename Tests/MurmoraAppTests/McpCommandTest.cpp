@@ -11,6 +11,7 @@ using json = nlohmann::ordered_json;
 #endif
 
 #include <QDateTime>
+#include <QFileInfo>
 #include <QProcess>
 #include <QTest>
 
@@ -77,6 +78,9 @@ private slots:
         const QString callsFile = home_->path() + QStringLiteral("/calls.json");
         std::ofstream(callsFile.toStdString()) << calls.dump();
 
+        QVERIFY2(
+            QFileInfo::exists(QStringLiteral(MURMORA_MCP_CLIENT "/node_modules/@modelcontextprotocol/sdk")),
+            "the MCP client is not installed: run ./scripts/setup");
         QProcess node;
         node.setProcessChannelMode(QProcess::ForwardedErrorChannel);
         node.start(QStringLiteral(MURMORA_NODE),
