@@ -22,31 +22,38 @@
 namespace murmora {
 namespace {
 
-// Lines read ahead of the one being handled; the reader waits beyond this, so a client that floods the
-// input costs at most this many capped lines of memory.
+// Lines read but not yet answered: those waiting to be handled and the tool calls under way. The reader
+// waits beyond this, so a client that floods the input costs at most this many capped lines of memory.
 constexpr std::ptrdiff_t linesAhead = 32;
+using Room = std::counting_semaphore<linesAhead>;
 
 // One client's session, on the GUI thread: lines come in from the reader in order, tool calls wait for the
 // threads (and for the group chats when they read them), run on the engine's workers, and come back here to
 // be written.
 class Session {
 public:
-    Session(AppState& state, std::ostream& out, QEventLoop& loop)
+    Session(AppState& state, std::ostream& out, QEventLoop& loop, Room& room)
         : state_(state)
         , out_(out)
         , loop_(loop)
+        , room_(room)
         , server_(BuildSettings::version().toStdString(),
                   [this](const dovrel::Agent::ToolUse& use,
                          std::function<void(dovrel::Mcp::ToolAnswer)> done) { call(use, std::move(done)); }) {
         QObject::connect(state.insights(), &Insights::groupStatusChanged, &loop, [this] { groupsChanged(); });
     }
 
+    // Handles one line, and makes room for the next one unless it started a call, which does when it ends.
     void receive(const dovrel::Mcp::LineSplitter::Line& line) {
         const auto reply = [this](const std::string& text) { write(text); };
+        const int calls = calls_;
         if (line.oversized) {
             server_.receiveOversized(reply);
         } else {
             server_.receive(line.text, reply);
+        }
+        if (calls_ == calls) {
+            room_.release();
         }
     }
 
@@ -76,9 +83,11 @@ private:
     using Done = std::function<void(dovrel::Mcp::ToolAnswer)>;
 
     void call(const dovrel::Agent::ToolUse& use, Done done) {
+        ++calls_;
         ++running_;
         Done finish = [this, done = std::move(done)](dovrel::Mcp::ToolAnswer answer) {
             done(std::move(answer));
+            room_.release();
             --running_;
             quitWhenDone();
         };
@@ -140,29 +149,26 @@ private:
     AppState& state_;
     std::ostream& out_;
     QEventLoop& loop_;
+    Room& room_;
     std::mutex writing_;
     dovrel::Mcp::Server server_;
     bool threadsRead_ = false;
     std::optional<std::string> failure_;
     std::vector<std::function<void()>> waitingForThreads_;
     std::vector<std::function<void()>> waitingForGroups_;
+    int calls_ = 0; // started
     int running_ = 0;
     bool ended_ = false;
 };
 
 // Reads standard input on its own thread, so that lines are taken while tools run, and hands each line to
 // the session on the GUI thread, in order.
-void readInput(QObject& context, Session& session, std::counting_semaphore<linesAhead>& room) {
+void readInput(QObject& context, Session& session, Room& room) {
     dovrel::Mcp::LineSplitter splitter;
     const auto post = [&](dovrel::Mcp::LineSplitter::Line line) {
         room.acquire();
         QMetaObject::invokeMethod(
-            &context,
-            [&session, &room, line = std::move(line)] {
-                room.release();
-                session.receive(line);
-            },
-            Qt::QueuedConnection);
+            &context, [&session, line = std::move(line)] { session.receive(line); }, Qt::QueuedConnection);
     };
     char buffer[1 << 16];
     for (;;) {
@@ -197,7 +203,8 @@ int mcpCommand(const cli::Invocation& invocation, std::ostream& out, std::ostrea
 
     QEventLoop loop;
     QObject context;
-    Session session(state, out, loop);
+    Room room(linesAhead);
+    Session session(state, out, loop, room);
     QObject::connect(&state, &AppState::runFinished, &context, [&](bool succeeded) {
         session.started(succeeded);
         if (const std::optional<std::string>& failure = session.failure()) {
@@ -211,7 +218,6 @@ int mcpCommand(const cli::Invocation& invocation, std::ostream& out, std::ostrea
     }
 
     // The client may initialize and list the tools while the threads are read; only calls wait for them.
-    std::counting_semaphore<linesAhead> room(linesAhead);
     std::thread reader([&] { readInput(context, session, room); });
     loop.exec();
     reader.join();
