@@ -63,7 +63,13 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         require(!invocation.text.empty() && !isBlank(invocation.text.front()) &&
                 !isBlank(invocation.text.back()));
         break;
+    case Command::screens:
+    case Command::cards:
+        require(!invocation.outFolder.empty());
+        require(invocation.scale >= 0.5 && invocation.scale <= 4);
+        break;
     case Command::learn:
+    case Command::mcp:
     case Command::help:
         break;
     }

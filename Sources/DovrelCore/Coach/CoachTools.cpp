@@ -585,17 +585,17 @@ bool readsGroups(std::string_view tool, bool hasGroupField) {
 Output run(const CorpusView& view, const Agent::ToolUse& use, const std::optional<PersonInsights>& focused) {
     const std::optional<AgentTools::Call> decoded = AgentTools::call(use);
     if (!decoded) {
-        return {"Tool skipped.", "Malformed tool input.", {}, {}};
+        return {std::string(skippedStatus), "Malformed tool input.", {}, {}};
     }
     const AgentTools::Call& call = *decoded;
     // A day that does not exist is a mistake of the model's, not a filter to drop without a word.
     if (CorpusTools::isMalformedDay(call.start, view.calendar) ||
         CorpusTools::isMalformedDay(call.end, view.calendar)) {
-        return {"Tool skipped.", "Malformed tool input.", {}, {}};
+        return {std::string(skippedStatus), "Malformed tool input.", {}, {}};
     }
     const Tool* tool = find(call.tool);
     if (tool == nullptr) {
-        return {"Tool skipped.", "Unknown tool " + call.tool + ".", {}, {}};
+        return {std::string(skippedStatus), "Unknown tool " + call.tool + ".", {}, {}};
     }
     std::optional<std::string> who = call.person;
     if (!who && focused) {

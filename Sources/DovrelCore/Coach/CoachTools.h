@@ -67,6 +67,9 @@ struct Output {
     std::map<std::string, GroupStats> computedGroupStats;                                  // by guid
 };
 
+// The status of a call that did not run: malformed input, an unknown tool, no state.
+inline constexpr std::string_view skippedStatus = "Tool skipped.";
+
 // Tool results cut their limit to this many items.
 inline constexpr std::int64_t maxLimit = 60;
 

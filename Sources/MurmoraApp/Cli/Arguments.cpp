@@ -24,6 +24,9 @@ const char* const coachUsage =
     "                     general one; tool status lines go to standard error, the answer\n"
     "                     to standard output (exit 3 when the relay's daily cap is used up).\n"
     "                     Put -- before a message that begins with a dash\n";
+const char* const mcpUsage =
+    "  mcp [--days N]     serve the coach's tools, read only, to a Model Context Protocol\n"
+    "                     client over standard input and output, until the input ends\n";
 
 const char* const screensUsage =
     "  screens --out DIR [--scale S] [--size WxH] [--dark]\n"
@@ -46,6 +49,8 @@ const char* nameOf(Command command) {
         return "screens";
     case Command::cards:
         return "cards";
+    case Command::mcp:
+        return "mcp";
     case Command::help:
         break;
     }
@@ -96,7 +101,8 @@ std::optional<UsageError> sharedOption(const std::vector<std::string>& arguments
         }
         invocation.days = days;
         ++i;
-    } else if (argument == "--person" && invocation.command != Command::learn) {
+    } else if (argument == "--person" && invocation.command != Command::learn &&
+               invocation.command != Command::mcp) {
         if (i + 1 == arguments.size() || arguments[i + 1].empty()) {
             return misuse(invocation.command, "expected a name after --person");
         }
@@ -162,6 +168,8 @@ std::variant<Invocation, UsageError> parseArguments(const std::vector<std::strin
         invocation.command = Command::screens;
     } else if (command == "cards") {
         invocation.command = Command::cards;
+    } else if (command == "mcp") {
+        invocation.command = Command::mcp;
     } else if (command == "help" || isHelp(command)) {
         invocation.help = true;
         return invocation;
@@ -203,8 +211,9 @@ std::variant<Invocation, UsageError> parseArguments(const std::vector<std::strin
 
     switch (invocation.command) {
     case Command::learn:
+    case Command::mcp:
         if (!words.empty()) {
-            return misuse(Command::learn, "unexpected argument " + words.front());
+            return misuse(invocation.command, "unexpected argument " + words.front());
         }
         break;
     case Command::tool: {
@@ -267,8 +276,11 @@ std::string usage(std::optional<Command> command) {
     if (command == Command::cards) {
         return std::string("usage: murmora-cli ") + (cardsUsage + 2);
     }
+    if (command == Command::mcp) {
+        return std::string("usage: murmora-cli ") + (mcpUsage + 2);
+    }
     return std::string("usage: murmora-cli <command>\n\ncommands:\n") + learnUsage + toolUsage + coachUsage +
-           screensUsage + "  help               print this text\n";
+           mcpUsage + screensUsage + cardsUsage + "  help               print this text\n";
 }
 
 } // namespace murmora::cli

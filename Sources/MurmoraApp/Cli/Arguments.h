@@ -7,7 +7,7 @@
 
 namespace murmora::cli {
 
-enum class Command { learn, tool, coach, screens, cards, help };
+enum class Command { learn, tool, coach, screens, cards, mcp, help };
 
 // One command line, checked: what runs is known to be well formed.
 struct Invocation {

@@ -2,6 +2,8 @@
 
 #include "AI/AIError.h"
 #include "Cli/Arguments.h"
+#include "Cli/CommandStart.h"
+#include "Cli/McpCommand.h"
 #include "Coach/CoachEngine.h"
 #include "Foundation/Json.h"
 #include "Foundation/TemporaryFolder.h"
@@ -25,11 +27,6 @@
 namespace murmora {
 namespace {
 
-constexpr int exitFailed = 1;
-constexpr int exitNoAccess = 2;
-constexpr int exitDailyCap = 3;
-constexpr int exitUsage = 64;
-
 // Said when the database cannot be opened at all, with what to do about it.
 void sayNoAccess(const std::filesystem::path& database, Generator::DatabaseAccess access, std::ostream& err) {
     err << "Cannot read " << database.string();
@@ -44,6 +41,8 @@ void sayNoAccess(const std::filesystem::path& database, Generator::DatabaseAcces
         << std::endl;
 }
 
+} // namespace
+
 bool canReadDatabase(std::ostream& err) {
     const std::filesystem::path database =
         Generator::messagesDatabasePath(Generator::Environment::current().home);
@@ -55,10 +54,7 @@ bool canReadDatabase(std::ostream& err) {
     return true;
 }
 
-struct Failure {
-    int code;
-    std::string text;
-};
+namespace {
 
 bool isUnder(const std::filesystem::path& path, const std::filesystem::path& folder) {
     const std::filesystem::path inner = path.lexically_normal();
@@ -76,8 +72,8 @@ bool isUnder(const std::filesystem::path& path, const std::filesystem::path& fol
     return true;
 }
 
-// Why a run failed, said to a person first, with the error's own form after it. A database that is missing,
-// unreadable, damaged or of a layout that cannot be read exits 2; a run that read it and failed exits 1.
+} // namespace
+
 Failure describe(const std::exception_ptr& failure) {
     if (!failure) {
         return {exitFailed, "Could not read your messages."};
@@ -123,6 +119,16 @@ Failure describe(const std::exception_ptr& failure) {
         return {exitFailed, "Could not read your messages."};
     }
 }
+
+void setLaunchRunDays(AppState& state, const cli::Invocation& invocation) {
+    if (invocation.days) {
+        state.setLaunchRunDays(*invocation.days);
+    } else if (const std::optional<dovrel::Snapshot> snapshot = Store().readSnapshot()) {
+        state.setLaunchRunDays(std::clamp(snapshot->days, cli::fewestDays, cli::mostDays));
+    }
+}
+
+namespace {
 
 // Waits while `busy` holds, for as long as the `changed` signal of `sender` keeps it busy, at most `limit`.
 template <typename Sender, typename Signal>
@@ -184,11 +190,7 @@ int startLikeTheWindow(AppState& state, const cli::Invocation& invocation, std::
     if (!canReadDatabase(err)) {
         return exitNoAccess;
     }
-    if (invocation.days) {
-        state.setLaunchRunDays(*invocation.days);
-    } else if (const std::optional<dovrel::Snapshot> snapshot = Store().readSnapshot()) {
-        state.setLaunchRunDays(std::clamp(snapshot->days, cli::fewestDays, cli::mostDays));
-    }
+    setLaunchRunDays(state, invocation);
     bool succeeded = false;
     QEventLoop loop;
     QObject::connect(&state, &AppState::runFinished, &loop, [&](bool ok) {
@@ -403,6 +405,8 @@ int runCommandLine(const QStringList& arguments, std::ostream& out, std::ostream
     case cli::Command::screens:
     case cli::Command::cards:
         return screensCommand(invocation, out, err);
+    case cli::Command::mcp:
+        return mcpCommand(invocation, out, err);
     case cli::Command::help:
         break;
     }
