@@ -111,6 +111,7 @@ int renderScreenGallery(AppState& state, const ScreenGalleryOptions& options, st
         {QStringLiteral("person-picker"), QStringLiteral("personPicker"), QSize(420, 520)},
         {QStringLiteral("consent-sheet"), QStringLiteral("consentSheet"), QSize(560, 420)},
         {QStringLiteral("components"), QStringLiteral("components"), QSize(760, options.windowSize.height())},
+        {QStringLiteral("share-sections"), QStringLiteral("shareSections"), QSize(620, 700)},
     };
     for (const Piece& piece : pieces) {
         QQmlApplicationEngine pieceEngine;

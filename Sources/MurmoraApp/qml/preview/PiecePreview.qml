@@ -32,7 +32,8 @@ ApplicationWindow {
         anchors.fill: parent
         sourceComponent: window.show === "threadPane" ? threadPane
                        : window.show === "personPicker" ? personPicker
-                       : window.show === "consentSheet" ? consentSheet : components
+                       : window.show === "consentSheet" ? consentSheet
+                       : window.show === "shareSections" ? shareSections : components
     }
 
     Component {
@@ -64,6 +65,29 @@ ApplicationWindow {
                 scope: "Murmora will send a sample of up to 400 of your messages with " + AppState.name(window.handleID) + " to the AI model to write this analysis."
                 Component.onCompleted: open()
             }
+        }
+    }
+    Component {
+        id: shareSections
+        ColumnLayout {
+            spacing: 18
+            YourPeopleSection {
+                Layout.margins: 20
+                Layout.fillWidth: true
+            }
+            Repeater {
+                model: FirstRowsModel {
+                    limit: 1
+                    sourceModel: AppState.people
+                }
+                delegate: ShareWithPersonSection {
+                    Layout.leftMargin: 20
+                    Layout.rightMargin: 20
+                    person: model.person
+                    name: model.name
+                }
+            }
+            Item { Layout.fillHeight: true }
         }
     }
     Component {

@@ -72,10 +72,13 @@ ColumnLayout {
                             Accessible.name: ToolTip.text
                             ToolTip.visible: hovered
                             ToolTip.text: "Send " + row.name + " your numbers together, ready to go"
-                            contentItem: SymbolIcon {
-                                name: "paperplane"
-                                size: 12
-                                color: Theme.accent
+                            contentItem: Item {
+                                SymbolIcon {
+                                    anchors.centerIn: parent
+                                    name: "paperplane"
+                                    size: 12
+                                    color: Theme.accent
+                                }
                             }
                             onClicked: ShareCompose.textPerson(row.handleID, row.name, facts.topics, row.index + 1)
                         }
