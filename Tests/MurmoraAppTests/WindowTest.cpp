@@ -9,6 +9,7 @@
 #endif
 
 #include "Models/FirstRowsModel.h"
+#include "Models/WrappedStatsValue.h"
 
 #include <QQmlApplicationEngine>
 #include <QQmlComponent>
@@ -200,6 +201,30 @@ private slots:
         QCOMPARE(first.rowCount(), 12);
         QCOMPARE(first.index(0, 0).data().toString(), QStringLiteral("Newest"));
         QCOMPARE(first.index(11, 0).data().toString(), QStringLiteral("Person 10"));
+    }
+
+    // The tiles of the profile: each only with its figure; the signature laugh is the first of the most used.
+    void writingDNA() {
+        dovrel::WrappedStats stats;
+        stats.myMedianReplySeconds = 200;
+        const auto labels = [this](const dovrel::WrappedStats& value) {
+            QQmlComponent component(engine_.get());
+            component.setData("import QtQuick\nimport Murmora\nQtObject { property var stats; "
+                              "readonly property var tiles: WritingDNA.tiles(stats) }",
+                              QUrl());
+            std::unique_ptr<QObject> object(component.createWithInitialProperties(
+                {{QStringLiteral("stats"), QVariant::fromValue(murmora::WrappedStatsValue(value))}}));
+            QStringList found;
+            for (const QVariant& tile : object->property("tiles").toList()) {
+                found.append(tile.toMap().value(QStringLiteral("label")).toString() + "=" +
+                             tile.toMap().value(QStringLiteral("value")).toString());
+            }
+            return found;
+        };
+        QCOMPARE(labels(stats), QStringList{"Reply speed=3 minutes"});
+        stats.laughter.lolCount = 4;
+        stats.laughter.capsHahaCount = 4;
+        QCOMPARE(labels(stats), (QStringList{"Reply speed=3 minutes", "Signature laugh=HAHAHA"}));
     }
 
 private:

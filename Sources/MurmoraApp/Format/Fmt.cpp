@@ -118,6 +118,10 @@ QString Fmt::nightLine(int minuteOfDay) {
     return text(dovrel::WrappedHTML::nightLine(minuteOfDay));
 }
 
+QString Fmt::lengthLine(int characters) {
+    return text(dovrel::WrappedHTML::lengthLine(characters));
+}
+
 QVariantList Fmt::laughRows(const LaughterValue& laughter) {
     dovrel::LaughterProfile profile;
     profile.hahaCount = laughter.hahaCount;

@@ -47,6 +47,8 @@ public:
     Q_INVOKABLE static QString monogram(const QString& text);
     // The verdict on a median last-text minute of the day.
     Q_INVOKABLE static QString nightLine(int minuteOfDay);
+    // The verdict on a median message length in characters.
+    Q_INVOKABLE static QString lengthLine(int characters);
     // The laugh audit's rows (LaughRowValue), most used first.
     Q_INVOKABLE static QVariantList laughRows(const murmora::LaughterValue& laughter);
 };

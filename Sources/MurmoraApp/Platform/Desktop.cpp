@@ -8,6 +8,8 @@
 #include <QDesktopServices>
 #include <QDir>
 #include <QProcess>
+#include <pwd.h>
+#include <unistd.h>
 
 namespace murmora {
 namespace {
@@ -41,6 +43,15 @@ QString Desktop::siteAddress() {
         }
     }
     return address.endsWith(QLatin1Char('/')) ? address.chopped(1) : address;
+}
+
+QString Desktop::userFullName() {
+    // The comment field is "Full Name,room,phone,…" on Linux; macOS keeps the full name there too.
+    const passwd* entry = getpwuid(getuid());
+    if (entry == nullptr || entry->pw_gecos == nullptr) {
+        return {};
+    }
+    return QString::fromLocal8Bit(entry->pw_gecos).section(QLatin1Char(','), 0, 0).trimmed();
 }
 
 bool Desktop::openUrl(const QString& text) {

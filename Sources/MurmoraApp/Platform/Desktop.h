@@ -21,6 +21,8 @@ class Desktop : public QObject {
     Q_PROPERTY(QString deviceWord READ deviceWord CONSTANT)
     // The product's web address as shown on cards ("murmora.app"): the build setting without its scheme.
     Q_PROPERTY(QString siteAddress READ siteAddress CONSTANT)
+    // The account's full name as the system keeps it (the passwd entry's comment field); empty when unset.
+    Q_PROPERTY(QString userFullName READ userFullName CONSTANT)
 
 public:
     explicit Desktop(QObject* parent = nullptr)
@@ -29,6 +31,7 @@ public:
     static bool isMac();
     static QString deviceWord();
     static QString siteAddress();
+    static QString userFullName();
 
     // Opens `url` when it parses as an absolute URL; returns whether it was handed to the system.
     Q_INVOKABLE bool openUrl(const QString& url);

@@ -82,6 +82,10 @@ QVariantList ShareCompose::duoTiles(const QString& handle, const QString& name, 
     return tiles;
 }
 
+void ShareCompose::openThread(const QString& handle) {
+    Messaging::openThread(handle, {});
+}
+
 void ShareCompose::textPerson(const QString& handle, const QString& name, const QStringList& topics,
                               int rank) {
     const dovrel::PersonInsights* person = personWith(handle);

@@ -39,6 +39,8 @@ public:
     Q_INVOKABLE QVariantList duoTiles(const QString& handle, const QString& name, int doubleTexts) const;
     // Opens the thread with `handle` with the text of the two of you typed in: the fall-back of a card, and
     // the profile's quick send. `rank` below 1 is none.
+    // Opens the conversation with `handle` in Messages, nothing typed.
+    Q_INVOKABLE void openThread(const QString& handle);
     Q_INVOKABLE void textPerson(const QString& handle, const QString& name, const QStringList& topics,
                                 int rank);
 

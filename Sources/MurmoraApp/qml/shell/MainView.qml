@@ -51,11 +51,21 @@ RowLayout {
     }
     Component {
         id: profile
-        EmptyTabView {
-            objectName: "profileTab"
-            symbol: "person.text.rectangle"
-            title: "Profile"
-            detail: AppState.threadCount + " conversations and " + Fmt.thousands(AppState.messageCount) + " messages are learned. The profile screen is not in the window yet; the recap page shows your figures today."
+        Loader {
+            sourceComponent: AppState.stats.valid ? profileView : noProfile
+            Component {
+                id: profileView
+                ProfileView {}
+            }
+            Component {
+                id: noProfile
+                EmptyTabView {
+                    objectName: "profileTab"
+                    symbol: "person.text.rectangle"
+                    title: "Profile"
+                    detail: "Nothing is learned yet. Refresh reads your messages again."
+                }
+            }
         }
     }
     Component {
