@@ -209,9 +209,10 @@ private slots:
         stats.myMedianReplySeconds = 200;
         const auto labels = [this](const dovrel::WrappedStats& value) {
             QQmlComponent component(engine_.get());
-            component.setData("import QtQuick\nimport Murmora\nQtObject { property var stats; "
-                              "readonly property var tiles: WritingDNA.tiles(stats) }",
-                              QUrl());
+            component.setData(
+                "import QtQuick\nimport Murmora\nQtObject { property var stats; "
+                "readonly property var tiles: dna.tiles(stats); property WritingDNA dna: WritingDNA {} }",
+                QUrl());
             std::unique_ptr<QObject> object(component.createWithInitialProperties(
                 {{QStringLiteral("stats"), QVariant::fromValue(murmora::WrappedStatsValue(value))}}));
             QStringList found;
@@ -225,6 +226,23 @@ private slots:
         stats.laughter.lolCount = 4;
         stats.laughter.capsHahaCount = 4;
         QCOMPARE(labels(stats), (QStringList{"Reply speed=3 minutes", "Signature laugh=HAHAHA"}));
+    }
+
+    // A dive's answer splits at "## " headings; text before the first is the overview, text without any is
+    // one.
+    void deepDiveSections() {
+        const auto titles = [this](const char* markdown) {
+            auto* result =
+                make(QStringLiteral("DeepDiveResult { markdown: \"%1\" }").arg(QString::fromUtf8(markdown)));
+            QStringList found;
+            for (QQuickItem* title : itemsNamed(result, QStringLiteral("diveSectionTitle"))) {
+                found.append(title->property("text").toString());
+            }
+            return found;
+        };
+        QCOMPARE(titles("Just prose."), QStringList{"Overview"});
+        QCOMPARE(titles("Intro\\n## Conflict \\nbody\\n## Where it's going\\nmore"),
+                 (QStringList{"Overview", "Conflict", "Where it's going"}));
     }
 
 private:

@@ -147,6 +147,8 @@ public:
                      const std::optional<std::string>& fallback = std::nullopt) const;
     Q_INVOKABLE QString name(const QString& handle, const QVariant& fallback = {}) const;
 
+    // What stands out about a person in one sentence, or empty when nothing does.
+    Q_INVOKABLE QString headline(const QString& handle, const QString& name) const;
     Q_INVOKABLE void checkAccess();
     // Whether the Messages database opens for reading now; the onboarding screen polls it.
     Q_INVOKABLE bool databaseReadable() const;

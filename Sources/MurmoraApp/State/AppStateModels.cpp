@@ -125,4 +125,14 @@ GroupMembersModel* Insights::groupMembers(const QString& guid) {
     return handedOver(std::move(model));
 }
 
+QString AppState::headline(const QString& handle, const QString& name) const {
+    const std::string key = handle.toStdString();
+    for (const dovrel::PersonInsights& person : people_) {
+        if (person.handleID == key) {
+            return QString::fromStdString(person.headline(name.toStdString()).value_or(""));
+        }
+    }
+    return {};
+}
+
 } // namespace murmora

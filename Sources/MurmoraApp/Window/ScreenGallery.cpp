@@ -112,6 +112,8 @@ int renderScreenGallery(AppState& state, const ScreenGalleryOptions& options, st
         {QStringLiteral("consent-sheet"), QStringLiteral("consentSheet"), QSize(560, 420)},
         {QStringLiteral("components"), QStringLiteral("components"), QSize(760, options.windowSize.height())},
         {QStringLiteral("share-sections"), QStringLiteral("shareSections"), QSize(620, 700)},
+        {QStringLiteral("person-detail"), QStringLiteral("personDetail"),
+         QSize(1080, options.windowSize.height())},
     };
     for (const Piece& piece : pieces) {
         QQmlApplicationEngine pieceEngine;

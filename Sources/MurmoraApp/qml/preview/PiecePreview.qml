@@ -33,7 +33,8 @@ ApplicationWindow {
         sourceComponent: window.show === "threadPane" ? threadPane
                        : window.show === "personPicker" ? personPicker
                        : window.show === "consentSheet" ? consentSheet
-                       : window.show === "shareSections" ? shareSections : components
+                       : window.show === "shareSections" ? shareSections
+                       : window.show === "personDetail" ? personDetail : components
     }
 
     Component {
@@ -88,6 +89,22 @@ ApplicationWindow {
                 }
             }
             Item { Layout.fillHeight: true }
+        }
+    }
+    Component {
+        id: personDetail
+        Repeater {
+            model: FirstRowsModel {
+                limit: 1
+                sourceModel: AppState.people
+            }
+            delegate: PersonDetailView {
+                width: window.width
+                height: window.height
+                person: model.person
+                name: model.name
+                showThread: true
+            }
         }
     }
     Component {

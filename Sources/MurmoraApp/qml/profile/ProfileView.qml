@@ -14,6 +14,10 @@ ScrollView {
     contentWidth: availableWidth
     clip: true
 
+    WritingDNA {
+        id: dna
+    }
+
     ColumnLayout {
         x: 28
         width: view.availableWidth - 56
@@ -58,7 +62,7 @@ ScrollView {
                 columnSpacing: 12
                 rowSpacing: 12
                 Repeater {
-                    model: WritingDNA.tiles(view.stats)
+                    model: dna.tiles(view.stats)
                     delegate: StatTile {
                         required property var modelData
                         Layout.fillWidth: true

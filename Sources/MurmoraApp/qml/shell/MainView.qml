@@ -70,12 +70,7 @@ RowLayout {
     }
     Component {
         id: people
-        EmptyTabView {
-            objectName: "peopleTab"
-            symbol: "person.crop.circle"
-            title: "People"
-            detail: "The page per person is not in the window yet."
-        }
+        PeopleView {}
     }
     Component {
         id: groups
