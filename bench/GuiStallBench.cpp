@@ -9,12 +9,14 @@
 //   window    the window loaded over the ready state (offscreen, software rendering): compiling the QML
 //             happens once, before the window first shows, so it is reported but not held to the target;
 //   tabs      each of the five tabs shown, twice round, each drawn;
-//   thread    the thread pane of the busiest person opened and drawn, then scrolled to its oldest page.
+//   thread    the thread pane of the busiest person opened and drawn, then scrolled to its oldest page;
+//   person    the page of the busiest person opened and drawn, its trends and topics read on workers.
 // A first, untimed launch learns and leaves the snapshot. The data folder and the temporary folder are
 // private and removed at the end.
 //
 //   gui-stall-bench HOME
 #include "Coach/CoachEngine.h"
+#include "Models/PersonInsightsValue.h"
 #include "State/AppState.h"
 #include "Window/Appearance.h"
 
@@ -253,6 +255,31 @@ int main(int argc, char* argv[]) {
             QMetaObject::invokeMethod(list, "positionViewAtEnd");
             drawn(1);
         }
+    });
+
+    const auto busiestPerson =
+        std::find_if(state->people().begin(), state->people().end(),
+                     [&busiest](const dovrel::PersonInsights& p) { return p.handleID == busiest; });
+    QQmlComponent personComponent(&engine);
+    personComponent.setData("import QtQuick\nimport Murmora\nPersonDetailView { width: 1080; height: 820 }",
+                            QUrl());
+    measure("person", [&] {
+        if (busiestPerson == state->people().end()) {
+            return;
+        }
+        auto* page = qobject_cast<QQuickItem*>(personComponent.createWithInitialProperties(
+            {{QStringLiteral("person"), QVariant::fromValue(murmora::PersonInsightsValue(*busiestPerson))},
+             {QStringLiteral("name"), state->name(QString::fromStdString(busiest))}}));
+        if (page == nullptr) {
+            std::cerr << "gui-stall-bench: " << personComponent.errorString().toStdString() << "\n";
+            return;
+        }
+        page->setParentItem(window->contentItem());
+        // Until the trends have come back and are drawn.
+        for (int i = 0; i < 60 && state->insights()->trends(QString::fromStdString(busiest)).isEmpty(); ++i) {
+            drawn(1);
+        }
+        drawn(10);
     });
 
     double longest = 0.0;

@@ -228,6 +228,20 @@ private slots:
         QCOMPARE(labels(stats), (QStringList{"Reply speed=3 minutes", "Signature laugh=HAHAHA"}));
     }
 
+    // A tapped month opens the coach on the person with the question about that month.
+    void tappedMonthAsksTheCoach() {
+        auto* trends = make(QStringLiteral("TrendsSection { handle: \"+15550001\" }"));
+        trends->setProperty(
+            "months",
+            QVariantList{QVariantMap{{"month", QDateTime(QDate(2025, 3, 14), QTime(12, 0))}, {"count", 40}}});
+        QMetaObject::invokeMethod(trends, "askCoach", Q_ARG(QVariant, 0));
+        QCOMPARE(state_->coachSelection(), std::optional<std::string>("+15550001"));
+        QCOMPARE(state_->coachAsk(),
+                 std::optional<std::string>(
+                     "What changed between us around March 2025? Look at what we actually said."));
+        QCOMPARE(state_->tab(), AppState::Tab::Coach);
+    }
+
     // A dive's answer splits at "## " headings; text before the first is the overview, text without any is
     // one.
     void deepDiveSections() {

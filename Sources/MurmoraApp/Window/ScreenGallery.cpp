@@ -73,6 +73,18 @@ int renderScreenGallery(AppState& state, const ScreenGalleryOptions& options, st
             state.setTab(tab);
         };
     };
+    // The people tab in another order or with a search typed.
+    const auto peopleShown = [&state, window](int sortMode, const QString& query) {
+        return [&state, window, sortMode, query] {
+            state.preview(Phase::Ready);
+            state.setTab(Tab::People);
+            settle(100);
+            if (QObject* people = window->findChild<QObject*>(QStringLiteral("peopleView"))) {
+                people->setProperty("sortMode", sortMode);
+                people->setProperty("query", query);
+            }
+        };
+    };
     const std::vector<Shot> shots = {
         {QStringLiteral("phase-checking-access"), [&] { state.preview(Phase::CheckingAccess); }},
         {QStringLiteral("phase-needs-access"), [&] { state.preview(Phase::NeedsAccess); }},
@@ -89,6 +101,9 @@ int renderScreenGallery(AppState& state, const ScreenGalleryOptions& options, st
         {QStringLiteral("tab-people"), ready(Tab::People)},
         {QStringLiteral("tab-groups"), ready(Tab::Groups)},
         {QStringLiteral("tab-wrapped"), ready(Tab::Wrapped)},
+        {QStringLiteral("people-recent"), peopleShown(1, {})},
+        {QStringLiteral("people-attention"), peopleShown(2, {})},
+        {QStringLiteral("people-search"), peopleShown(0, QStringLiteral("ma"))},
     };
     bool written = true;
     for (const Shot& shot : shots) {

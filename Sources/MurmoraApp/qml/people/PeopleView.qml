@@ -10,9 +10,13 @@ Item {
 
     // The opened person's row of the people model, or null for the list.
     property var selected: null
+    // The list's search and order, kept while a person is open.
+    property string query
+    property int sortMode: PeopleFilterModel.Volume
 
     Loader {
         anchors.fill: parent
+        asynchronous: true
         sourceComponent: view.selected ? detail : list
     }
 
@@ -48,6 +52,8 @@ Item {
                     objectName: "peopleSearch"
                     Layout.fillWidth: true
                     placeholderText: "Search people"
+                    text: view.query
+                    onTextChanged: view.query = text
                 }
                 ToolButton {
                     objectName: "peopleSort"
@@ -78,8 +84,8 @@ Item {
                                 required property var modelData
                                 text: modelData.label
                                 checkable: true
-                                checked: people.sortMode === modelData.mode
-                                onTriggered: people.sortMode = modelData.mode
+                                checked: view.sortMode === modelData.mode
+                                onTriggered: view.sortMode = modelData.mode
                             }
                         }
                     }
@@ -98,7 +104,8 @@ Item {
                 model: PeopleFilterModel {
                     id: people
                     sourceModel: AppState.people
-                    query: search.text
+                    query: view.query
+                    sortMode: view.sortMode
                 }
                 delegate: PersonRow {
                     width: rows.width - 40

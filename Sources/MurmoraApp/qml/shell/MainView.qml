@@ -22,6 +22,8 @@ RowLayout {
         objectName: "tabScreen"
         Layout.fillWidth: true
         Layout.fillHeight: true
+        // A screen is built a slice per frame, so switching tabs never holds the window still.
+        asynchronous: true
         sourceComponent: {
             switch (AppState.tab) {
             case AppState.Profile:
