@@ -1,5 +1,6 @@
 #include "Window/ScreenGallery.h"
 
+#include "AI/AIProvider.h"
 #include "State/AppState.h"
 #include "Window/Appearance.h"
 
@@ -41,6 +42,25 @@ bool save(QQuickWindow& window, const QString& path, std::ostream& out, std::ost
 QString busiestHandle(const AppState& state) {
     return state.people().empty() ? QString() : QString::fromStdString(state.people().front().handleID);
 }
+
+// A model for pictures only: it picks three of the conversations waiting on a reply, with reasons, and has
+// nothing to say to anything else. Real answers would differ from run to run.
+class PictureProvider : public AIProvider {
+public:
+    bool detect() override { return true; }
+    QFuture<QString> run(const QString& prompt, int) override {
+        const bool picking =
+            prompt.startsWith(QStringLiteral("Below are conversations where someone texted me last"));
+        return QtFuture::makeReadyFuture(
+            picking ? QStringLiteral("2. Asked when you're free this week\n"
+                                     "1. Wants a call back later today\n"
+                                     "4. Still waiting on your answer about Saturday")
+                    : QString());
+    }
+    QFuture<std::vector<dovrel::Agent::Block>> chat(const ChatRound&, DeltaHandler) override {
+        return QtFuture::makeReadyFuture(std::vector<dovrel::Agent::Block>{});
+    }
+};
 
 } // namespace
 
@@ -111,7 +131,14 @@ int renderScreenGallery(AppState& state, const ScreenGalleryOptions& options, st
         settle();
         written = save(*window, folder.filePath(shot.name + QStringLiteral(".png")), out, err) && written;
     }
+    // The profile once a model has picked from the conversations waiting on a reply.
+    state.setAIProvider(std::make_shared<PictureProvider>());
     state.preview(Phase::Ready);
+    state.setTab(Tab::Coach);
+    settle(200);
+    state.setTab(Tab::Profile);
+    settle(1200);
+    written = save(*window, folder.filePath(QStringLiteral("tab-profile-ai-pick.png")), out, err) && written;
 
     // The pieces screens hold, each in a window of its own on the same state.
     const QString handle = busiestHandle(state);
