@@ -341,9 +341,13 @@ void RelayClientTest::oversizedAnswersFail() {
     QVERIFY_THROWS_EXCEPTION(RelayStreamError, await(chat()));
     QVERIFY_THROWS_EXCEPTION(RelayStreamError, await(ask("hi")));
 
-    // Just under the limit is still an answer.
+    // Just under the limit is still an answer, and so is a stream line of exactly the limit after another.
     server_->setResponse("/v1/ai", Response::json("{\"text\": \"" + megabyte.repeated(3) + "\"}"));
     QCOMPARE(await(ask("hi")).size(), 3 * 1024 * 1024);
+    const QByteArray longest =
+        "data: " + QByteArray(static_cast<qsizetype>(RelayProvider::maxLineBytes) - 6, 'x');
+    server_->setResponse("/v1/chat", Response::events({messageStart, longest + "\n\n", messageStop}));
+    QVERIFY(await(chat()).empty());
 }
 
 void RelayClientTest::cancellingStopsTheStream() {
