@@ -74,16 +74,17 @@ TEST(SQLiteDBTest, FailuresCarryTheirCaseAndSQLiteMessage) {
         EXPECT_EQ(std::string(error.what()), "stepFailed(\"table t already exists\")");
     }
     // A REAL with no integer form is a damaged file's fault. Read in place it is no integer, and only when
-    // asked for; a whole row copied fails, naming the cell.
-    db.execute("CREATE TABLE r(v REAL, w); INSERT INTO r VALUES(1e300, 1), (2.5, 2);");
+    // asked for; a whole row copied fails, naming the cell. -2^63 has an integer form, 2^63 none.
+    db.execute("CREATE TABLE r(v REAL, w); INSERT INTO r VALUES(1e300, 1), (2.5, 2), "
+               "(-9223372036854775808.0, 3), (9223372036854775808.0, 4);");
     std::vector<std::pair<bool, std::optional<std::int64_t>>> seen;
     db.forEachRowInPlace("SELECT v, w FROM r", [&](const SQLRowView& row) {
         seen.emplace_back(row.unusable(0), row.int64(0));
         EXPECT_FALSE(row.unusable(1));
     });
-    EXPECT_EQ(seen,
-              (std::vector<std::pair<bool, std::optional<std::int64_t>>>{{true, std::nullopt}, {false, 2}}));
-    EXPECT_EQ(db.query("SELECT w FROM r").size(), 2u);
+    EXPECT_EQ(seen, (std::vector<std::pair<bool, std::optional<std::int64_t>>>{
+                        {true, std::nullopt}, {false, 2}, {false, INT64_MIN}, {true, std::nullopt}}));
+    EXPECT_EQ(db.query("SELECT w FROM r").size(), 4u);
     try {
         db.query("SELECT w, v FROM r");
         FAIL();

@@ -28,9 +28,8 @@ private slots:
     // needsAccess -> (poll) learning -> ready, with every line shown in order, the result applied, and the
     // source files untouched; then a refresh overlapped by a quiet run.
     void firstRunGoesFromNeedsAccessToReady() {
-        AppState state(nullptr);
+        AppState state(nullptr); // with the reveal pause it ships with
         state.setEnvironment(home_->environment());
-        state.setRevealPause(std::chrono::milliseconds(0));
         QSignalSpy finished(&state, &AppState::runFinished);
         state.checkAccess();
         QCOMPARE(state.phase(), Phase::NeedsAccess);
@@ -78,7 +77,6 @@ private slots:
 
         // A refresh, with each reveal shown 1.1 s, the last one too; a quiet run started after it ends first,
         // and the refresh, ending last, decides what the state holds and what the snapshot says.
-        state.setRevealPause(std::chrono::milliseconds(1100));
         QElapsedTimer clock;
         clock.start();
         QList<qint64> revealedAt;

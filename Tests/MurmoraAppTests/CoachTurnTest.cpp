@@ -395,11 +395,17 @@ private slots:
         engine_->startFreshSession(std::string());
         QVERIFY(state_->coachStore()->coachTranscripts().at("").empty());
         QCOMPARE(ai_->calls.size(), asked); // the stopped turn never got to ask
-        state_->coachStore()->setTranscript("", turns(2, 0));
-        engine_->startFreshSession(std::string());
-        QCOMPARE(ai_->calls.size(), asked + 1);
-        ai_->answer(QString());
-        QTRY_COMPARE(engine_->backgroundWork(), 0);
+        // A summary of 300 characters or more is no note; one of 299 is.
+        for (const int length : {300, 299}) {
+            state_->coachStore()->setTranscript("", turns(2, 0));
+            engine_->startFreshSession(std::string());
+            ai_->answer(QString(length, QLatin1Char('n')));
+            QTRY_COMPARE(engine_->backgroundWork(), 0);
+        }
+        QCOMPARE(ai_->calls.size(), asked + 2);
+        const std::vector<dovrel::MemoryEntry>& general = state_->coachStore()->memory("");
+        QCOMPARE(general.size(), std::size_t{1});
+        QCOMPARE(general.front().text, std::string(299, 'n'));
     }
 
     // A rewrite replaces every occurrence of the draft in its message and nothing else; a second one while

@@ -17,10 +17,15 @@ public:
 
     TestHome()
         : dir_(std::make_unique<QTemporaryDir>(systemTemp() + QStringLiteral("/murmora-home-XXXXXX"))) {
+        QDir().mkpath(dir_->path() + QStringLiteral("/tmp"));
+        use();
+    }
+
+    // Points the environment at this home again, after another one took it over.
+    void use() const {
         qputenv("HOME", dir_->path().toUtf8());
         // Runs leave their database copies and recap pages in the temporary folder on purpose; keep them
         // inside this home so they go with it.
-        QDir().mkpath(dir_->path() + QStringLiteral("/tmp"));
         qputenv("TMPDIR", (dir_->path() + QStringLiteral("/tmp")).toUtf8());
         qunsetenv("XDG_DATA_HOME");
         qunsetenv("XDG_CONFIG_HOME");
