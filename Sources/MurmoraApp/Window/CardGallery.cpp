@@ -51,9 +51,10 @@ int renderCardGallery(AppState& state, const QString& outFolder, std::ostream& o
     CardRenderer renderer(engine);
     QJsonArray listed;
     bool written = true;
-    const auto draw = [&](const QString& file, const QString& kind, const QString& source,
-                          const QVariantMap& properties, const QString& person) {
-        const QImage image = renderer.render(source, properties, shareScale);
+    // Draws one card at `scale`, saves it and lists it, with the person's handle or the group's guid.
+    const auto drawAt = [&](qreal scale, const QString& file, const QString& kind, const QString& source,
+                            const QVariantMap& properties, const QString& who) {
+        const QImage image = renderer.render(source, properties, scale);
         if (image.isNull() || !image.save(folder.filePath(file))) {
             err << "cards: could not draw " << file.toStdString() << std::endl;
             written = false;
@@ -64,10 +65,15 @@ int renderCardGallery(AppState& state, const QString& outFolder, std::ostream& o
                           {QStringLiteral("kind"), kind},
                           {QStringLiteral("width"), image.width()},
                           {QStringLiteral("height"), image.height()}};
-        if (!person.isEmpty()) {
-            entry.insert(QStringLiteral("person"), person);
+        if (!who.isEmpty()) {
+            entry.insert(kind == QStringLiteral("group") ? QStringLiteral("group") : QStringLiteral("person"),
+                         who);
         }
         listed.append(entry);
+    };
+    const auto draw = [&](const QString& file, const QString& kind, const QString& source,
+                          const QVariantMap& properties, const QString& person) {
+        drawAt(shareScale, file, kind, source, properties, person);
     };
 
     const QString canvas = QStringLiteral("CardCanvas { stats: AppState.stats; archetypeTitle: "
@@ -103,22 +109,6 @@ int renderCardGallery(AppState& state, const QString& outFolder, std::ostream& o
 
     // The person cards of the top five, with the words and double texts their threads give.
     constexpr qreal personScale = 2;
-    const auto drawAt = [&](qreal scale, const QString& file, const QString& kind, const QString& source,
-                            const QVariantMap& properties, const QString& who) {
-        const QImage image = renderer.render(source, properties, scale);
-        if (image.isNull() || !image.save(folder.filePath(file))) {
-            err << "cards: could not draw " << file.toStdString() << std::endl;
-            written = false;
-            return;
-        }
-        out << folder.filePath(file).toStdString() << std::endl;
-        listed.append(QJsonObject{
-            {QStringLiteral("file"), file},
-            {QStringLiteral("kind"), kind},
-            {kind == QStringLiteral("group") ? QStringLiteral("group") : QStringLiteral("person"), who},
-            {QStringLiteral("width"), image.width()},
-            {QStringLiteral("height"), image.height()}});
-    };
     const std::vector<dovrel::PersonInsights>& people = state.people();
     for (std::size_t i = 0; i < people.size() && i < 5; ++i) {
         const QString handle = QString::fromStdString(people[i].handleID);
