@@ -15,9 +15,12 @@
 #include "Window/ScreenGallery.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QEventLoop>
+#include <QFile>
 #include <QGuiApplication>
 #include <QQuickWindow>
+#include <QTemporaryDir>
 #include <QTimer>
 #include <cerrno>
 #include <functional>
@@ -334,7 +337,18 @@ int screensCommand(const cli::Invocation& invocation, std::ostream& out, std::os
         err << "screens: needs a graphical application (run it from murmora-cli)" << std::endl;
         return exitFailed;
     }
-    AppState state(nullptr);
+    // Pictures never change what is saved: the state works on a copy of the data folder, so a deep dive drawn
+    // for a picture, or a run the pictures needed, is gone with it.
+    QTemporaryDir scratch;
+    if (!scratch.isValid()) {
+        err << "screens: cannot make a temporary folder" << std::endl;
+        return exitFailed;
+    }
+    const QDir saved(Store().folder());
+    for (const QString& file : saved.entryList(QDir::Files)) {
+        QFile::copy(saved.filePath(file), scratch.filePath(file));
+    }
+    AppState state(nullptr, Store(scratch.path()));
     if (const int failure = startLikeTheWindow(state, invocation, err)) {
         return failure;
     }

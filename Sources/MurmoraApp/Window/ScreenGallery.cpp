@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QEventLoop>
 #include <QQmlApplicationEngine>
+#include <QQuickItem>
 #include <QQuickWindow>
 #include <QTimer>
 #include <functional>
@@ -38,24 +39,49 @@ bool save(QQuickWindow& window, const QString& path, std::ostream& out, std::ost
     return true;
 }
 
+// An object by name anywhere under `root`, also below items a repeater made (which no QObject owns).
+QObject* findNamed(QQuickItem* root, const QString& name) {
+    QList<QQuickItem*> pending{root};
+    while (!pending.isEmpty()) {
+        QQuickItem* item = pending.takeFirst();
+        if (item->objectName() == name) {
+            return item;
+        }
+        if (QObject* found = item->findChild<QObject*>(name)) {
+            return found;
+        }
+        pending.append(item->childItems());
+    }
+    return nullptr;
+}
+
 // The handle of the person with the most messages, for the pieces that show one person.
 QString busiestHandle(const AppState& state) {
     return state.people().empty() ? QString() : QString::fromStdString(state.people().front().handleID);
 }
 
-// A model for pictures only: it picks three of the conversations waiting on a reply, with reasons, and has
-// nothing to say to anything else. Real answers would differ from run to run.
+// A model for pictures only: it picks three of the conversations waiting on a reply, with reasons, writes a
+// short deep dive, and has nothing to say to anything else. Real answers would differ from run to run.
 class PictureProvider : public AIProvider {
 public:
     bool detect() override { return true; }
     QFuture<QString> run(const QString& prompt, int) override {
-        const bool picking =
-            prompt.startsWith(QStringLiteral("Below are conversations where someone texted me last"));
-        return QtFuture::makeReadyFuture(
-            picking ? QStringLiteral("2. Asked when you're free this week\n"
-                                     "1. Wants a call back later today\n"
-                                     "4. Still waiting on your answer about Saturday")
-                    : QString());
+        if (prompt.startsWith(QStringLiteral("Below are conversations where someone texted me last"))) {
+            return QtFuture::makeReadyFuture(
+                QStringLiteral("2. Asked when you're free this week\n"
+                               "1. Wants a call back later today\n"
+                               "4. Still waiting on your answer about Saturday"));
+        }
+        if (prompt.contains(QStringLiteral("relationship observer"))) {
+            return QtFuture::makeReadyFuture(QStringLiteral(
+                "## The dynamic\nQuick, light check-ins with the occasional long evening thread.\n"
+                "## How conflict looks\nDisagreements are short and **mostly about plans**; they settle "
+                "within "
+                "the hour.\n## The trajectory\nSteady. The replies got quicker this autumn.\n"
+                "## Unresolved\nThe trip you both keep mentioning and never book.\n"
+                "## One suggestion\nPick a date for it."));
+        }
+        return QtFuture::makeReadyFuture(QString());
     }
     QFuture<std::vector<dovrel::Agent::Block>> chat(const ChatRound&, DeltaHandler) override {
         return QtFuture::makeReadyFuture(std::vector<dovrel::Agent::Block>{});
@@ -177,6 +203,18 @@ int renderScreenGallery(AppState& state, const ScreenGalleryOptions& options, st
         settle();
         written =
             save(*pieceWindow, folder.filePath(piece.name + QStringLiteral(".png")), out, err) && written;
+        // The same page once the user agreed to a deep dive and the model answered.
+        if (QObject* consent = findNamed(pieceWindow->contentItem(), QStringLiteral("deepDiveConsent"))) {
+            QMetaObject::invokeMethod(consent, "accepted");
+            settle(1500);
+            if (QObject* scroll = findNamed(pieceWindow->contentItem(), QStringLiteral("personScroll"))) {
+                QMetaObject::invokeMethod(scroll, "showDeepDive");
+                settle(300);
+            }
+            written =
+                save(*pieceWindow, folder.filePath(piece.name + QStringLiteral("-dive.png")), out, err) &&
+                written;
+        }
         pieceWindow->close();
     }
     return written ? 0 : 1;

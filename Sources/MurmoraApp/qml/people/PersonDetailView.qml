@@ -22,10 +22,16 @@ RowLayout {
 
     ScrollView {
         id: scroll
+        objectName: "personScroll"
         Layout.fillWidth: true
         Layout.fillHeight: true
         contentWidth: availableWidth
         clip: true
+
+        // Brings the deep dive into view.
+        function showDeepDive() {
+            contentItem.contentY = Math.max(0, deepDive.y - 20)
+        }
 
         ColumnLayout {
             x: 28
@@ -139,6 +145,7 @@ RowLayout {
                 handle: view.person.handleID
             }
             DeepDiveSection {
+                id: deepDive
                 Layout.fillWidth: true
                 handle: view.person.handleID
                 name: view.name
