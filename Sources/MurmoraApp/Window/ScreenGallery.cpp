@@ -172,6 +172,7 @@ int renderScreenGallery(AppState& state, const ScreenGalleryOptions& options, st
         QString name;
         QString show;
         QSize size;
+        int personIndex = 0;
     };
     const std::vector<Piece> pieces = {
         {QStringLiteral("thread-pane"), QStringLiteral("threadPane"),
@@ -182,12 +183,16 @@ int renderScreenGallery(AppState& state, const ScreenGalleryOptions& options, st
         {QStringLiteral("share-sections"), QStringLiteral("shareSections"), QSize(620, 700)},
         {QStringLiteral("person-detail"), QStringLiteral("personDetail"),
          QSize(1080, options.windowSize.height())},
+        // A person with little history: no warmth chart.
+        {QStringLiteral("person-detail-quiet"), QStringLiteral("personDetail"),
+         QSize(1080, options.windowSize.height()), static_cast<int>(state.people().size()) - 1},
     };
     for (const Piece& piece : pieces) {
         QQmlApplicationEngine pieceEngine;
         addModuleImports(pieceEngine);
         pieceEngine.setInitialProperties({{QStringLiteral("show"), piece.show},
                                           {QStringLiteral("handleID"), handle},
+                                          {QStringLiteral("personIndex"), std::max(0, piece.personIndex)},
                                           {QStringLiteral("width"), piece.size.width()},
                                           {QStringLiteral("height"), piece.size.height()}});
         pieceEngine.load(QUrl(QStringLiteral("qrc:/Murmora/qml/preview/PiecePreview.qml")));
@@ -203,6 +208,13 @@ int renderScreenGallery(AppState& state, const ScreenGalleryOptions& options, st
         settle();
         written =
             save(*pieceWindow, folder.filePath(piece.name + QStringLiteral(".png")), out, err) && written;
+        if (QObject* scroll = findNamed(pieceWindow->contentItem(), QStringLiteral("personScroll"))) {
+            QMetaObject::invokeMethod(scroll, "showTrends");
+            settle(300);
+            written =
+                save(*pieceWindow, folder.filePath(piece.name + QStringLiteral("-trends.png")), out, err) &&
+                written;
+        }
         // The same page once the user agreed to a deep dive and the model answered.
         if (QObject* consent = findNamed(pieceWindow->contentItem(), QStringLiteral("deepDiveConsent"))) {
             QMetaObject::invokeMethod(consent, "accepted");

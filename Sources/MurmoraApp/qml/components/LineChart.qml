@@ -12,6 +12,9 @@ Item {
     property var values: []
     property var labels: []
     property var rule: undefined
+    property string ruleLabel
+    // Every so many month labels, so that they never run into each other.
+    readonly property int labelStep: Math.max(1, Math.ceil(labels.length * 58 / Math.max(1, width)))
     property real minimum: Math.min(0, ...values, rule === undefined ? 0 : rule)
     property real maximum: Math.max(...values, rule === undefined ? 0 : rule, minimum + 1)
     property color color: Theme.accent
@@ -83,12 +86,21 @@ Item {
             delegate: Label {
                 required property string modelData
                 required property int index
+                visible: index % chart.labelStep === 0
                 x: Math.max(0, Math.min(chart.width - width, chart.xAt(index) - width / 2))
                 text: modelData
                 font.pixelSize: 10
                 color: Theme.tertiary
             }
         }
+    }
+    Label {
+        visible: chart.rule !== undefined && chart.ruleLabel !== ""
+        anchors.right: parent.right
+        y: chart.rule === undefined ? 0 : chart.yAt(chart.rule) - height - 1
+        text: chart.ruleLabel
+        font.pixelSize: 10
+        color: Theme.tertiary
     }
     TapHandler {
         onTapped: point => chart.monthTapped(chart.nearestIndex(point.position.x))

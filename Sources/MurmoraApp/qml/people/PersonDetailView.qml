@@ -28,9 +28,12 @@ RowLayout {
         contentWidth: availableWidth
         clip: true
 
-        // Brings the deep dive into view.
+        // Bring a section into view.
         function showDeepDive() {
             contentItem.contentY = Math.max(0, deepDive.y - 20)
+        }
+        function showTrends() {
+            contentItem.contentY = Math.max(0, trendsSection.y - 20)
         }
 
         ColumnLayout {
@@ -141,6 +144,7 @@ RowLayout {
                 }
             }
             TrendsSection {
+                id: trendsSection
                 Layout.fillWidth: true
                 handle: view.person.handleID
             }

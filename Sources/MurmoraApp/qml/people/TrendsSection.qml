@@ -119,6 +119,7 @@ ColumnLayout {
                     minimum: Math.min(0, ...values) - 0.1
                     maximum: Math.max(0, ...values) + 0.1
                     rule: 0
+                    ruleLabel: "Neutral"
                     onMonthTapped: index => section.askCoach(section.months.indexOf(section.warm[index]))
                 }
                 Label {

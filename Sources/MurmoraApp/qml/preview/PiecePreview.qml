@@ -10,6 +10,8 @@ ApplicationWindow {
 
     property string show
     property string handleID
+    // Which person a person's page shows, by rank: 0 the busiest.
+    property int personIndex: 0
 
     visible: true
     color: Theme.background
@@ -95,10 +97,11 @@ ApplicationWindow {
         id: personDetail
         Repeater {
             model: FirstRowsModel {
-                limit: 1
+                limit: window.personIndex + 1
                 sourceModel: AppState.people
             }
             delegate: PersonDetailView {
+                visible: index === window.personIndex
                 width: window.width
                 height: window.height
                 person: model.person
