@@ -113,7 +113,7 @@ test("the daily cap holds exactly under concurrent calls, per device in any spel
   const refused = responses.find((r) => r.status === 429);
   assert.equal((await refused.json()).error, "daily_cap");
   const untilMidnight = (new Date().setUTCHours(24, 0, 0, 0) - Date.now()) / 1000;
-  assert.ok(Math.abs(refused.headers.get("retry-after") - untilMidnight) < 5, refused.headers.get("retry-after"));
+  assert.ok(Math.abs(refused.headers.get("retry-after") - untilMidnight) < 30, refused.headers.get("retry-after"));
   await Promise.all(responses.filter((r) => r !== refused).map((r) => r.text()));
   assert.equal((await ai("hello")).status, 200, "another device is not capped");
 });
