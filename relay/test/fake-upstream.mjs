@@ -1,7 +1,7 @@
 // A stand-in for the Messages API on 127.0.0.1 that answers like the real one: JSON with blanks after colons
 // and commas, pings, thinking with a signature, tool input in pieces, and events split across writes. A
-// marker in the request's last user text picks a failure: [[upstream 429]], [[upstream 500]], [[upstream drop]],
-// [[stream error]] (an error event mid-stream) or [[stream slow]] (a pause after the first event).
+// marker in the request's last user text picks a failure: [[upstream 429]], [[upstream 500]], [[upstream drop]]
+// or [[stream slow]] (a pause after the first event).
 import http from "node:http";
 
 export const signature = "EqQBCkYIBxgCKkDfake+signature/for+round+trip==";
@@ -113,9 +113,6 @@ export async function startFakeUpstream() {
       await sleep(1);
       res.write(wire.slice(cut));
       if (i === 0 && text.includes("[[stream slow]]")) await sleep(1500);
-      if (i === 4 && text.includes("[[stream error]]")) {
-        return res.end(sse({ type: "error", error: { type: "overloaded_error", message: "Overloaded" } }));
-      }
     }
     res.end();
   });

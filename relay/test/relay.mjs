@@ -63,7 +63,7 @@ export function chatBody(text) {
     system: [{ type: "text", text: "You are a coach.", cache_control: { type: "ephemeral" } }],
     messages: [{ role: "user", content: [{ type: "text", text }] }],
     tools: [{ name: "count", description: "Counts messages.", input_schema: { type: "object" } }],
-    max_tokens: 16000,
+    max_tokens: 32000, // the most the relay lets through
     thinking: { type: "adaptive" },
     stream: true,
   };

@@ -28,8 +28,9 @@ test("refuses malformed calls before anything goes upstream", async () => {
     ["POST", "/v1/ai", { "x-murmora-device": crypto.randomUUID() }, '{"prompt":"x","max_tokens":1}', 401],
     ["POST", "/v1/ai", headers(undefined, "test-secret-0123456780"), '{"prompt":"x","max_tokens":1}', 401],
     ["POST", "/v1/ai", headers("not-a-uuid"), '{"prompt":"x","max_tokens":1}', 400],
-    ["POST", "/v1/ai", headers(), "x".repeat(300 * 1024), 413],
-    ["POST", "/v1/chat", headers(), JSON.stringify(chatBody("y".repeat(3 * 1024 * 1024))), 413],
+    ["POST", "/v1/ai", headers(), "x".repeat(256 * 1024), 400],
+    ["POST", "/v1/ai", headers(), "x".repeat(256 * 1024 + 1), 413],
+    ["POST", "/v1/chat", headers(), JSON.stringify(chatBody("y".repeat(2 * 1024 * 1024))), 413],
     ["POST", "/v1/ai", headers(), "{not json", 400],
     ["POST", "/v1/ai", headers(), '{"prompt":"x"}', 400],
     ["POST", "/v1/ai", headers(), '{"prompt":"x","max_tokens":300,"model":"claude-opus"}', 400],
@@ -37,7 +38,7 @@ test("refuses malformed calls before anything goes upstream", async () => {
     ["POST", "/v1/chat", headers(), JSON.stringify({ ...good, stream: false }), 400],
     ["POST", "/v1/chat", headers(), JSON.stringify({ ...good, messages: [{ role: "system", content: [] }] }), 400],
     ["POST", "/v1/chat", headers(), JSON.stringify({ ...good, tools: [{ name: "count" }] }), 400],
-    ["POST", "/v1/chat", headers(), JSON.stringify({ ...good, max_tokens: 1e9 }), 400],
+    ["POST", "/v1/chat", headers(), JSON.stringify({ ...good, max_tokens: 32001 }), 400],
   ];
   const before = fake.requests.length;
   for (const [method, route, head, body, status] of cases) {
@@ -68,39 +69,29 @@ test("a one-shot call goes upstream with the model and key, and answers its text
 });
 
 test("a chat streams the model's events through byte for byte, as they come", async () => {
-  for (const marker of ["[[stream slow]]", "[[stream error]]"]) {
-    const sent = chatBody(`hi ${marker}`);
-    const started = Date.now();
-    const response = await post("/v1/chat", sent);
-    assert.equal(response.status, 200);
-    assert.match(response.headers.get("content-type"), /^text\/event-stream/);
-    let firstAt, text = "";
-    for await (const chunk of response.body) {
-      firstAt ??= Date.now() - started;
-      text += Buffer.from(chunk).toString("utf8");
-    }
-    const seen = fake.requests.at(-1).body;
-    assert.deepEqual(seen, { ...sent, model: "claude-sonnet-4-5" });
-    const whole = expectedStream(seen);
-    if (marker === "[[stream slow]]") {
-      assert.equal(text, whole);
-      // The upstream pauses 1.5 s after its first event; a buffering relay would hold that event back.
-      assert.ok(firstAt < 1000, `first bytes after ${firstAt} ms`);
-    } else {
-      assert.ok(text.endsWith('event: error\ndata: {"type": "error", "error": {"type": "overloaded_error", "message": "Overloaded"}}\n\n'));
-      assert.ok(whole.startsWith(text.slice(0, text.indexOf("event: error"))));
-    }
+  const sent = chatBody("hi [[stream slow]]");
+  const started = Date.now();
+  const response = await post("/v1/chat", sent);
+  assert.equal(response.status, 200);
+  assert.match(response.headers.get("content-type"), /^text\/event-stream/);
+  let firstAt, text = "";
+  for await (const chunk of response.body) {
+    firstAt ??= Date.now() - started;
+    text += Buffer.from(chunk).toString("utf8");
   }
+  const seen = fake.requests.at(-1).body;
+  assert.deepEqual(seen, { ...sent, model: "claude-sonnet-4-5" });
+  assert.equal(text, expectedStream(seen));
+  // The upstream pauses 1.5 s after its first event; a buffering relay would hold that event back.
+  assert.ok(firstAt < 1000, `first bytes after ${firstAt} ms`);
 });
 
 test("upstream failures are 502, never the cap, and give the device's call back", async () => {
   const device = crypto.randomUUID().toUpperCase();
   const failures = [
     () => ai("[[upstream 429]]", headers(device)),
-    () => ai("[[upstream 500]]", headers(device)),
     () => ai("[[upstream drop]]", headers(device)),
     () => post("/v1/chat", chatBody("[[upstream 429]]"), headers(device)),
-    () => post("/v1/chat", chatBody("[[upstream 529]]"), headers(device)),
   ];
   for (const call of failures) {
     const response = await call();
@@ -121,7 +112,8 @@ test("the daily cap holds exactly under concurrent calls, per device in any spel
   assert.deepEqual(statuses, [...Array(cap).fill(200), ...Array(12 - cap).fill(429)]);
   const refused = responses.find((r) => r.status === 429);
   assert.equal((await refused.json()).error, "daily_cap");
-  assert.ok(Number(refused.headers.get("retry-after")) > 0);
+  const untilMidnight = (new Date().setUTCHours(24, 0, 0, 0) - Date.now()) / 1000;
+  assert.ok(Math.abs(refused.headers.get("retry-after") - untilMidnight) < 30, refused.headers.get("retry-after"));
   await Promise.all(responses.filter((r) => r !== refused).map((r) => r.text()));
   assert.equal((await ai("hello")).status, 200, "another device is not capped");
 });
