@@ -228,6 +228,28 @@ private slots:
         QCOMPARE(labels(stats), (QStringList{"Reply speed=3 minutes", "Signature laugh=HAHAHA"}));
     }
 
+    // A row of the people list opens that person's page; "All people" goes back to the list.
+    void peopleRowOpensThePerson() {
+        home_->generate();
+        state_->checkAccess();
+        QTRY_COMPARE_WITH_TIMEOUT(state_->phase(), Phase::Ready, 30000);
+        state_->finishWalkthrough();
+        state_->setTab(AppState::Tab::People);
+        QTRY_VERIFY(item(QStringLiteral("peopleList")) != nullptr);
+        QQuickItem* list = item(QStringLiteral("peopleList"));
+        QTRY_VERIFY(list->property("count").toInt() > 0);
+        QQuickItem* first = nullptr;
+        QTRY_VERIFY((first = itemsNamed(list, QStringLiteral("personSubtitle")).value(0)) != nullptr);
+        while (first != nullptr && !first->inherits("QQuickItemDelegate")) {
+            first = first->parentItem();
+        }
+        QVERIFY(first != nullptr);
+        QMetaObject::invokeMethod(first, "clicked");
+        QTRY_VERIFY(item(QStringLiteral("personDetailView")) != nullptr);
+        QMetaObject::invokeMethod(item(QStringLiteral("backToPeople")), "clicked");
+        QTRY_VERIFY(item(QStringLiteral("peopleList")) != nullptr);
+    }
+
     // A tapped month opens the coach on the person with the question about that month.
     void tappedMonthAsksTheCoach() {
         auto* trends = make(QStringLiteral("TrendsSection { handle: \"+15550001\" }"));
