@@ -29,9 +29,9 @@ ColumnLayout {
         id: trends
         state: AppState
         handle: section.handle
+        // Reads the months (into the shared cache, which tells us through trendsChanged) and the topics.
         Component.onCompleted: {
             load()
-            AppState.insights.loadTrends(section.handle)
             section.refresh()
         }
     }
